@@ -1,0 +1,71 @@
+#include "install/cpputil/interrupt.hpp"
+
+#include <atomic>
+#include <chrono>
+#include <cstdlib>
+#include <thread>
+
+#include "trace/trace.hpp"
+
+namespace install::cpputil::interrupt {
+namespace {
+
+trace::DiagnosticLogger channel("install::cpputil::interrupt");
+std::atomic<bool> flag{false};
+
+constexpr int kPauseChecks = 600;
+constexpr std::chrono::nanoseconds kPauseStep{100'000'000};
+
+}  // namespace
+
+Exception::Exception() : std::runtime_error("Interrupted.") {}
+Exception::Exception(std::string const& tag) : std::runtime_error("Interrupted. " + tag) {}
+
+bool is_set() noexcept {
+  bool const value = flag.load();
+  if (value) {
+    CPPUTIL_TRACE(channel, trace::detail) << " interruptStatus=" << value;
+  }
+  return value;
+}
+
+void throw_if_set(std::string const& tag) {
+  if (!is_set()) {
+    return;
+  }
+  if (tag.empty()) {
+    CPPUTIL_TRACE(channel, trace::event) << "Throw interrupt::Exception with DEFAULT tag.";
+    throw Exception();
+  }
+  CPPUTIL_TRACE(channel, trace::event) << "Throw interrupt::Exception tag " << tag;
+  throw Exception(tag);
+}
+
+void set() noexcept {
+  flag.store(true);
+  CPPUTIL_TRACE(channel, trace::event) << "Set INTERRUPT.";
+}
+
+namespace detail {
+void unset() noexcept {
+  flag.store(false);
+  CPPUTIL_TRACE(channel, trace::event) << "Unset INTERRUPT.";
+}
+}  // namespace detail
+
+namespace test {
+void pause_and_throw_if_set(char const* name) {
+  // NOLINTNEXTLINE(concurrency-mt-unsafe): the test hook only reads its variable.
+  if (std::getenv(name) == nullptr) {
+    return;
+  }
+  std::string const tag = std::string("env ") + name + " is set.";
+  CPPUTIL_TRACE(channel, trace::event) << tag << " Waiting 1 minute for interrupt...";
+  for (int check = 0; check < kPauseChecks; ++check) {
+    throw_if_set(tag);
+    std::this_thread::sleep_for(kPauseStep);
+  }
+}
+}  // namespace test
+
+}  // namespace install::cpputil::interrupt
