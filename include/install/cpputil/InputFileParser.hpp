@@ -1,0 +1,49 @@
+// The installer's input file: lines of "key = value" settings and dotted list lines
+// ("product.Name"), with blank lines and "#" comment lines, read into a property map.
+// Stateless: any number of threads may parse at once. Each kept line is traced on the channel
+// "install::cpputil::InputFileParser".
+#ifndef INSTALL_CPPUTIL_INPUTFILEPARSER_HPP
+#define INSTALL_CPPUTIL_INPUTFILEPARSER_HPP
+
+#include <map>
+#include <string>
+#include <variant>
+#include <vector>
+
+#include "install/cpputil/export.hpp"
+#include "install/cpputil/ustring.hpp"
+
+namespace install::cpputil {
+
+/// A single setting's text, or a list setting's entries in line order.
+using PropertyValue = std::variant<ustring, std::vector<ustring>>;
+/// Keys are trimmed and lower-cased.
+using PropertyMap = std::map<ustring, PropertyValue>;
+
+class InputFileParser {
+ public:
+  /// The settings text of the file: every line trimmed, blank and comment lines dropped, each
+  /// kept line ended by one line feed. Throws std::runtime_error("input file does not exist!").
+  INSTALL_CPPUTIL_EXPORT std::string getUserInputsFromFile(ustring const& path) const;
+
+  /// Whitespace is exactly space, \t, \n, \v, \f and \r, whatever the locale.
+  INSTALL_CPPUTIL_EXPORT std::string trim(std::string const& text) const;
+  INSTALL_CPPUTIL_EXPORT std::string ltrim(std::string const& text) const;
+  INSTALL_CPPUTIL_EXPORT std::string rtrim(std::string const& text) const;
+  /// Byte-wise tolower: ASCII letters only in the default locale.
+  INSTALL_CPPUTIL_EXPORT std::string stringToLowerCase(std::string const& text) const;
+
+  /// getUserInputsFromFile, then convertInputsToPropertyMap.
+  INSTALL_CPPUTIL_EXPORT PropertyMap parse(ustring const& path);
+  /// The map of a settings text; bytes after the last line feed are not read.
+  INSTALL_CPPUTIL_EXPORT PropertyMap convertInputsToPropertyMap(std::string const& settings);
+  /// Every '_' becomes ' ', in place.
+  INSTALL_CPPUTIL_EXPORT void removeUnderscores(ustring& text);
+};
+
+}  // namespace install::cpputil
+
+/// Whether a line carries a setting: false when it begins with '#' or is only whitespace.
+INSTALL_CPPUTIL_EXPORT bool shouldAppend(std::string const& line);
+
+#endif  // INSTALL_CPPUTIL_INPUTFILEPARSER_HPP
