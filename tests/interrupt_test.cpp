@@ -1,11 +1,11 @@
 #include "install/cpputil/interrupt.hpp"
 
-#include <gtest/gtest.h>
-
 #include <atomic>
 #include <chrono>
 #include <thread>
 #include <vector>
+
+#include <gtest/gtest.h>
 
 #include "support/Scratch.hpp"
 #include "support/TraceCapture.hpp"
@@ -22,9 +22,7 @@ constexpr char const* kChannel = "install::cpputil::interrupt";
 class Interrupt : public ::testing::Test {
  protected:
   void SetUp() override { capture_.enable(kChannel, 4 | 8); }
-  void TearDown() override {
-    interrupt::detail::unset();
-  }
+  void TearDown() override { interrupt::detail::unset(); }
   TraceRecord record(int severity, std::string text) const {
     return {kChannel, severity, std::move(text)};
   }
@@ -74,10 +72,9 @@ TEST_F(Interrupt, SetAndUnsetTraceEveryCall) {
   interrupt::detail::unset();
   EXPECT_FALSE(interrupt::is_set());
   EXPECT_NO_THROW(interrupt::throw_if_set(""));
-  EXPECT_EQ(capture_.records(),
-            (std::vector<TraceRecord>{record(8, "Set INTERRUPT."), record(8, "Set INTERRUPT."),
-                                      record(8, "Unset INTERRUPT."),
-                                      record(8, "Unset INTERRUPT.")}));
+  EXPECT_EQ(capture_.records(), (std::vector<TraceRecord>{
+                                    record(8, "Set INTERRUPT."), record(8, "Set INTERRUPT."),
+                                    record(8, "Unset INTERRUPT."), record(8, "Unset INTERRUPT.")}));
 }
 
 TEST_F(Interrupt, MaskSelectsSeverities) {
@@ -157,8 +154,7 @@ TEST_F(Interrupt, PauseEndsSoonAfterAnotherThreadSetsTheFlag) {
     interrupt::set();
   });
   // A pause that missed the flag would return normally after its minute.
-  EXPECT_THROW(interrupt::test::pause_and_throw_if_set("CPPUTIL_TEST_PAUSE"),
-               interrupt::Exception);
+  EXPECT_THROW(interrupt::test::pause_and_throw_if_set("CPPUTIL_TEST_PAUSE"), interrupt::Exception);
   setter.join();
 }
 

@@ -1,12 +1,14 @@
-#include <gtest/gtest.h>
-#include <fcntl.h>
-#include <unistd.h>
+#include "install/cpputil/platform.hpp"
 
 #include <filesystem>
 #include <fstream>
 #include <regex>
 
-#include "install/cpputil/platform.hpp"
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <gtest/gtest.h>
+
 #include "platform/PlatformUtility.hpp"
 #include "platform/file.hpp"
 #include "platform/locale.hpp"
@@ -28,18 +30,28 @@ struct Utf8Case {
 Utf8Case const kUtf8Cases[] = {
     {"Empty", "", u""},
     {"Ascii", "key = value", u"key = value"},
-    {"LongAsciiThenAccent", "abcdefghijklmnopqrstuvwxyz\xC3\xA9", u"abcdefghijklmnopqrstuvwxyz\u00E9"},
+    {"LongAsciiThenAccent", "abcdefghijklmnopqrstuvwxyz\xC3\xA9",
+     u"abcdefghijklmnopqrstuvwxyz\u00E9"},
     {"TwoThreeFourBytes", "\xC3\xA9\xE2\x82\xAC\xF0\x9F\x98\x80", u"\u00E9\u20AC\U0001F600"},
-    {"TruncatedThreeByteThenAscii", "\xE2\x82" "A", u"\uFFFDA"},
+    {"TruncatedThreeByteThenAscii",
+     "\xE2\x82"
+     "A",
+     u"\uFFFDA"},
     {"EncodedSurrogate", "\xED\xA0\x80", u"\uFFFD\uFFFD\uFFFD"},
     {"AboveMaxCodePoint", "\xF4\x90\x80\x80", u"\uFFFD\uFFFD\uFFFD\uFFFD"},
-    {"LoneInvalidByte", "a\xFF" "b", u"a\uFFFDb"},
+    {"LoneInvalidByte",
+     "a\xFF"
+     "b",
+     u"a\uFFFDb"},
     {"OverlongTwoByte", "\xC0\xAF", u"\uFFFD\uFFFD"},
     {"OverlongThreeByte", "\xE0\x80\xAF", u"\uFFFD\uFFFD\uFFFD"},
     {"TruncatedAtEnd", "\xF0\x9F\x98", u"\uFFFD"},
     {"LoneLeadAtEnd", "\xC3", u"\uFFFD"},
     {"BareContinuations", "\x80\x80", u"\uFFFD\uFFFD"},
-    {"MixedSubparts", "\xE1\x80\xE2\xF0\x91\x92\xF1\xBF" "A", u"\uFFFD\uFFFD\uFFFD\uFFFDA"},
+    {"MixedSubparts",
+     "\xE1\x80\xE2\xF0\x91\x92\xF1\xBF"
+     "A",
+     u"\uFFFD\uFFFD\uFFFD\uFFFDA"},
     {"FiveByteForm", "\xF8\x88\x80\x80\x80", u"\uFFFD\uFFFD\uFFFD\uFFFD\uFFFD"},
     {"EmbeddedNul", std::string("a\0b", 3), ustring(u"a\0b", 3)},
 };
@@ -62,7 +74,8 @@ TEST(UstringToUtf8, EncodesAndReplacesUnpairedSurrogates) {
       {u"\u00E9\u20AC\U0001F600", "\xC3\xA9\xE2\x82\xAC\xF0\x9F\x98\x80"},
       {ustring(1, char16_t(0xD800)), "\xEF\xBF\xBD"},
       {ustring(1, char16_t(0xDC00)) + u"x", "\xEF\xBF\xBDx"},
-      {ustring{char16_t(0xD83D), char16_t(0xD83D), char16_t(0xDE00)}, "\xEF\xBF\xBD\xF0\x9F\x98\x80"},
+      {ustring{char16_t(0xD83D), char16_t(0xD83D), char16_t(0xDE00)},
+       "\xEF\xBF\xBD\xF0\x9F\x98\x80"},
       {ustring{u'a', char16_t(0xDBFF)}, "a\xEF\xBF\xBD"},
       {u"\u07FF\u0800\uFFFF", "\xDF\xBF\xE0\xA0\x80\xEF\xBF\xBF"},
   };
@@ -166,11 +179,13 @@ TEST(FileSystem, TempDirectoryName) {
 TEST(FileSystem, InstallPathOverrideAndDefault) {
   // Here the platform code is part of this executable, so the default is read off its path.
   auto const self = std::filesystem::read_symlink("/proc/self/exe");
-  EXPECT_EQ(ustring_to_utf8(platform::get_install_path()), self.parent_path().parent_path().string());
+  EXPECT_EQ(ustring_to_utf8(platform::get_install_path()),
+            self.parent_path().parent_path().string());
   platform::set_install_path(u"/opt/product/root");
   EXPECT_EQ(platform::get_install_path(), u"/opt/product/root");
   platform::reset_install_path();
-  EXPECT_EQ(ustring_to_utf8(platform::get_install_path()), self.parent_path().parent_path().string());
+  EXPECT_EQ(ustring_to_utf8(platform::get_install_path()),
+            self.parent_path().parent_path().string());
 }
 
 TEST(Locale, ParsesNames) {
@@ -180,9 +195,15 @@ TEST(Locale, ParsesNames) {
     char const* region;
   };
   Case const cases[] = {
-      {"de_DE.UTF-8@euro", "de", "DE"}, {"en_US", "en", "US"}, {"fr", "fr", ""},
-      {"C", "en", "US"},   {"POSIX", "en", "US"},        {"C.UTF-8", "en", "US"},
-      {"", "en", "US"},    {"sr_RS@latin", "sr", "RS"},   {"_XX", "", "XX"},
+      {"de_DE.UTF-8@euro", "de", "DE"},
+      {"en_US", "en", "US"},
+      {"fr", "fr", ""},
+      {"C", "en", "US"},
+      {"POSIX", "en", "US"},
+      {"C.UTF-8", "en", "US"},
+      {"", "en", "US"},
+      {"sr_RS@latin", "sr", "RS"},
+      {"_XX", "", "XX"},
       {"pt_", "pt", ""},
   };
   for (auto const& c : cases) {
@@ -199,9 +220,12 @@ TEST(Locale, VariablesInOrderOfPrecedence) {
     char const* expected;
   };
   Case const cases[] = {
-      {"de_DE", "fr_FR", "it_IT", "de_DE"},      {"", "fr_FR", "it_IT", "fr_FR"},
-      {std::nullopt, "", "it_IT", "it_IT"},       {std::nullopt, std::nullopt, "ja_JP", "ja_JP"},
-      {std::nullopt, std::nullopt, std::nullopt, "en_US"}, {"C", "fr_FR", "it_IT", "en_US"},
+      {"de_DE", "fr_FR", "it_IT", "de_DE"},
+      {"", "fr_FR", "it_IT", "fr_FR"},
+      {std::nullopt, "", "it_IT", "it_IT"},
+      {std::nullopt, std::nullopt, "ja_JP", "ja_JP"},
+      {std::nullopt, std::nullopt, std::nullopt, "en_US"},
+      {"C", "fr_FR", "it_IT", "en_US"},
   };
   for (auto const& c : cases) {
     ScopedEnv const all("LC_ALL", c.lc_all);

@@ -1,16 +1,18 @@
 // The trace statement itself, on channels of this test's own.
-#include <gtest/gtest.h>
+#include "trace/trace.hpp"
 
 #include <atomic>
-#include <boost/log/core.hpp>
 #include <cstdlib>
 #include <new>
 
+#include <boost/log/core.hpp>
+#include <gtest/gtest.h>
+
 #include "install/cpputil/diagnostics.hpp"
 #include "install/cpputil/ustring.hpp"
+
 #include "support/Scratch.hpp"
 #include "support/TraceCapture.hpp"
-#include "trace/trace.hpp"
 
 namespace {
 std::atomic<long> allocations{0};
@@ -77,7 +79,7 @@ TEST(TraceStatement, MaskBitsSelectSeverities) {
     bool event;
   };
   Case const cases[] = {
-      {0, false, false}, {4, true, false}, {8, false, true}, {12, true, true},
+      {0, false, false},           {4, true, false}, {8, false, true}, {12, true, true},
       {0xFFFFFFF3U, false, false},  // every other bit changes nothing
       {0xFFFFFFFFU, true, true},
   };
@@ -102,8 +104,8 @@ TEST(TraceStatement, PiecesAreJoinedWithoutSeparators) {
   TraceCapture capture;
   capture.enable("test::channel", 4);
   std::string const narrow = "narrow";
-  CPPUTIL_TRACE(test_channel(), 4) << " lead=" << narrow << u"\u00E9t\u00E9" << ustring(u"\U0001F600")
-                                    << true << false;
+  CPPUTIL_TRACE(test_channel(), 4)
+      << " lead=" << narrow << u"\u00E9t\u00E9" << ustring(u"\U0001F600") << true << false;
   EXPECT_EQ(capture.records(),
             (std::vector<TraceRecord>{
                 {"test::channel", 4, " lead=narrow\xC3\xA9t\xC3\xA9\xF0\x9F\x98\x80truefalse"}}));

@@ -8,6 +8,7 @@
 #include <string_view>
 
 #include "install/cpputil/diagnostics.hpp"
+
 #include "trace/trace.hpp"
 
 namespace install::cpputil::trace {

@@ -54,6 +54,7 @@ int main() {
   cpputil::interrupt::detail::unset();
   check(!cpputil::interrupt::is_set(), "unset");
 
-  std::printf("%s\n", failures == 0 ? "boundary: all caught by their own type" : "boundary: FAILED");
+  std::printf("%s\n",
+              failures == 0 ? "boundary: all caught by their own type" : "boundary: FAILED");
   return failures == 0 ? 0 : 1;
 }

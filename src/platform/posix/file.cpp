@@ -15,7 +15,8 @@ constexpr std::size_t kReadChunk = 64 * 1024;
 int open_retrying(std::string const& path, int flags, mode_t mode = 0) {
   int fd = -1;
   do {
-    fd = ::open(path.c_str(), flags | O_CLOEXEC, mode);  // NOLINT(cppcoreguidelines-pro-type-vararg)
+    fd =
+        ::open(path.c_str(), flags | O_CLOEXEC, mode);  // NOLINT(cppcoreguidelines-pro-type-vararg)
   } while (fd < 0 && errno == EINTR);
   return fd;
 }

@@ -9,6 +9,7 @@
 #include <sys/stat.h>
 
 #include "install/cpputil/platform.hpp"
+
 #include "platform/path.hpp"
 
 namespace install::cpputil::platform {

@@ -1,6 +1,6 @@
-#include <cstdlib>
-
 #include "platform/locale.hpp"
+
+#include <cstdlib>
 
 namespace install::cpputil::platform {
 namespace {
