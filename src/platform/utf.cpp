@@ -15,29 +15,6 @@ namespace {
 
 constexpr char16_t kReplacement = 0xFFFD;
 
-// Widens the leading ASCII bytes of [src, end) into dst; returns how many were copied.
-std::size_t widen_ascii(unsigned char const* src, unsigned char const* end, char16_t* dst) {
-  std::size_t done = 0;
-  auto const size = static_cast<std::size_t>(end - src);
-#if defined(__SSE2__)
-  __m128i const zero = _mm_setzero_si128();
-  while (done + 16 <= size) {
-    __m128i const bytes = _mm_loadu_si128(reinterpret_cast<__m128i const*>(src + done));
-    if (_mm_movemask_epi8(bytes) != 0) {
-      break;
-    }
-    _mm_storeu_si128(reinterpret_cast<__m128i*>(dst + done), _mm_unpacklo_epi8(bytes, zero));
-    _mm_storeu_si128(reinterpret_cast<__m128i*>(dst + done + 8), _mm_unpackhi_epi8(bytes, zero));
-    done += 16;
-  }
-#endif
-  while (done < size && src[done] < 0x80) {
-    dst[done] = src[done];
-    ++done;
-  }
-  return done;
-}
-
 // Narrows the leading ASCII units of [src, end) into dst; returns how many were copied.
 std::size_t narrow_ascii(char16_t const* src, char16_t const* end, char* dst) {
   std::size_t done = 0;
@@ -114,20 +91,50 @@ ustring utf8_to_ustring(std::string const& text) {
   auto const* src = reinterpret_cast<unsigned char const*>(text.data());
   auto const* const end = src + text.size();
   char16_t* dst = out.data();
+  // dst never runs ahead of src (one unit per byte at most), so a block store of as many units
+  // as there are bytes left stays inside `out`.
   while (src < end) {
-    std::size_t const ascii = widen_ascii(src, end, dst);
-    src += ascii;
-    dst += ascii;
-    while (src < end && *src >= 0x80) {
-      std::size_t length = 0;
-      char32_t const cp = decode_one(src, end, length);
-      src += length;
-      if (cp >= 0x10000) {
-        *dst++ = static_cast<char16_t>(0xD800 + ((cp - 0x10000) >> 10));
-        *dst++ = static_cast<char16_t>(0xDC00 + ((cp - 0x10000) & 0x3FF));
-      } else {
-        *dst++ = static_cast<char16_t>(cp);
+    unsigned const lead = *src;
+    if (lead < 0x80) {
+#if defined(__SSE2__)
+      if (end - src >= 16) {
+        __m128i const bytes = _mm_loadu_si128(reinterpret_cast<__m128i const*>(src));
+        __m128i const zero = _mm_setzero_si128();
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(dst), _mm_unpacklo_epi8(bytes, zero));
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(dst + 8), _mm_unpackhi_epi8(bytes, zero));
+        auto const high = static_cast<unsigned>(_mm_movemask_epi8(bytes));
+        auto const ascii = high == 0 ? 16 : __builtin_ctz(high);
+        src += ascii;
+        dst += ascii;
+        continue;
       }
+#endif
+      *dst++ = static_cast<char16_t>(lead);
+      ++src;
+      continue;
+    }
+    // The common well-formed two- and three-byte forms first; everything else, including every
+    // ill-formed case, goes through the careful decoder.
+    if (lead >= 0xC2 && lead <= 0xDF && end - src >= 2 && is_continuation(src[1])) {
+      *dst++ = static_cast<char16_t>(((lead & 0x1Fu) << 6) | (src[1] & 0x3Fu));
+      src += 2;
+      continue;
+    }
+    if (lead >= 0xE1 && lead <= 0xEF && lead != 0xED && end - src >= 3 &&
+        is_continuation(src[1]) && is_continuation(src[2])) {
+      *dst++ = static_cast<char16_t>(((lead & 0x0Fu) << 12) | ((src[1] & 0x3Fu) << 6) |
+                                     (src[2] & 0x3Fu));
+      src += 3;
+      continue;
+    }
+    std::size_t length = 0;
+    char32_t const cp = decode_one(src, end, length);
+    src += length;
+    if (cp >= 0x10000) {
+      *dst++ = static_cast<char16_t>(0xD800 + ((cp - 0x10000) >> 10));
+      *dst++ = static_cast<char16_t>(0xDC00 + ((cp - 0x10000) & 0x3FF));
+    } else {
+      *dst++ = static_cast<char16_t>(cp);
     }
   }
   out.resize(static_cast<std::size_t>(dst - out.data()));

@@ -1,4 +1,6 @@
+#include <array>
 #include <cerrno>
+#include <climits>
 #include <cstdlib>
 #include <mutex>
 #include <optional>
@@ -7,6 +9,7 @@
 
 #include <dlfcn.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include "install/cpputil/platform.hpp"
 
@@ -88,7 +91,16 @@ ustring get_install_path() {
       info.dli_fname == nullptr) {
     throw std::runtime_error("cannot locate the library file to find the installation root");
   }
-  ustring const library_folder = extract_parent_path(utf8_to_ustring(info.dli_fname));
+  std::string file = info.dli_fname;
+  if (file.empty() || file.front() != '/') {
+    // Loaded through a relative search path: relative to the working folder of the load,
+    // which a process rarely leaves before it asks.
+    std::array<char, PATH_MAX> cwd{};
+    if (::getcwd(cwd.data(), cwd.size()) != nullptr) {
+      file = std::string(cwd.data()) + "/" + file;
+    }
+  }
+  ustring const library_folder = extract_parent_path(make_native_form(utf8_to_ustring(file), true));
   ustring root = extract_parent_path(library_folder);
   if (root.empty()) {
     throw std::runtime_error("no installation root above the library file \"" +
