@@ -1,0 +1,155 @@
+#include "install-cpputil/commands.hpp"
+
+#include <iostream>
+#include <map>
+
+#include <nlohmann/json.hpp>
+
+#include "install/cpputil/InputFileParser.hpp"
+#include "install/cpputil/SandboxWorkflowDetector.hpp"
+#include "install/cpputil/VersionComparator.hpp"
+#include "install/cpputil/installer_locale.hpp"
+#include "install/cpputil/logger.hpp"
+#include "install/cpputil/platform.hpp"
+#include "install/cpputil/validate.hpp"
+
+namespace install_cpputil_tool {
+
+namespace cpputil = install::cpputil;
+using cpputil::ustring_to_utf8;
+using cpputil::utf8_to_ustring;
+
+cpputil::PropertyMap parse_file(std::string const& file) {
+  try {
+    return cpputil::InputFileParser().parse(utf8_to_ustring(file));
+  } catch (std::runtime_error const& error) {
+    throw UsageError(file + ": " + error.what());
+  }
+}
+
+std::map<std::string, std::string> single_settings(cpputil::PropertyMap const& map) {
+  std::map<std::string, std::string> settings;
+  for (auto const& [key, value] : map) {
+    if (auto const* text = std::get_if<cpputil::ustring>(&value)) {
+      settings.emplace(ustring_to_utf8(key), ustring_to_utf8(*text));
+    }
+  }
+  return settings;
+}
+
+int parse_command(std::string const& file, bool json) {
+  auto const map = parse_file(file);
+  if (json) {
+    auto object = nlohmann::ordered_json::object();
+    for (auto const& [key, value] : map) {
+      if (auto const* text = std::get_if<cpputil::ustring>(&value)) {
+        object[ustring_to_utf8(key)] = ustring_to_utf8(*text);
+      } else {
+        auto list = nlohmann::ordered_json::array();
+        for (auto const& entry : std::get<std::vector<cpputil::ustring>>(value)) {
+          list.push_back(ustring_to_utf8(entry));
+        }
+        object[ustring_to_utf8(key)] = std::move(list);
+      }
+    }
+    std::cout << object.dump(2) << '\n';
+    return 0;
+  }
+  for (auto const& [key, value] : map) {
+    std::string const name = ustring_to_utf8(key);
+    if (auto const* text = std::get_if<cpputil::ustring>(&value)) {
+      std::cout << name << " = " << ustring_to_utf8(*text) << '\n';
+    } else {
+      for (auto const& entry : std::get<std::vector<cpputil::ustring>>(value)) {
+        std::cout << name << "[] = " << ustring_to_utf8(entry) << '\n';
+      }
+    }
+  }
+  return 0;
+}
+
+int check_command(std::string const& file, std::string const& rules_file,
+                  std::optional<std::string> const& log_file) {
+  auto const settings = single_settings(parse_file(file));
+  auto const rules = single_settings(parse_file(rules_file));
+  std::optional<cpputil::logger::Logger> log;
+  if (log_file) {
+    try {
+      log.emplace(*log_file);
+    } catch (std::runtime_error const& error) {
+      throw UsageError(error.what());
+    }
+  }
+  // Every violation, not only the first that validate_args would stop at.
+  int violations = 0;
+  for (auto const& [key, value] : settings) {
+    auto const rule = rules.find(key);
+    if (rule == rules.end()) {
+      continue;
+    }
+    try {
+      cpputil::validate_arg(key, value, rule->second);
+    } catch (std::exception const& error) {
+      std::cout << error.what() << '\n';
+      ++violations;
+    }
+  }
+  return violations == 0 ? 0 : 1;
+}
+
+int compare_command(std::string const& first, std::string const& second) {
+  cpputil::VersionComparator const comparator;
+  auto const a = utf8_to_ustring(first);
+  auto const b = utf8_to_ustring(second);
+  try {
+    std::cout << comparator.compareVersionNumbers(a, b) << '\n';
+    return 0;
+  } catch (std::logic_error const&) {
+    // Which one is at fault: a version compared with itself reads every piece of it.
+    std::string const& culprit = [&]() -> std::string const& {
+      try {
+        comparator.compareVersionNumbers(a, a);
+      } catch (std::logic_error const&) {
+        return first;
+      }
+      return second;
+    }();
+    throw UsageError("not a version number: '" + culprit + "'");
+  }
+}
+
+int locale_command() {
+  std::cout << ustring_to_utf8(cpputil::installer_locale::getLocale()) << '\n';
+  return 0;
+}
+
+int sandbox_command(std::optional<std::string> const& root) {
+  if (root) {
+    cpputil::platform::set_install_path(utf8_to_ustring(*root));
+  }
+  std::cout << (cpputil::SandboxWorkflowDetector().isSandboxWorkflow() ? "true" : "false") << '\n';
+  return 0;
+}
+
+int log_command(std::string const& log_file, std::vector<std::string> const& messages,
+                std::vector<std::string> const& files) {
+  std::optional<cpputil::logger::Logger> log;
+  try {
+    log.emplace(log_file);
+  } catch (std::runtime_error const& error) {
+    throw UsageError(error.what());
+  }
+  for (auto const& message : messages) {
+    cpputil::logger::append_message(message);
+  }
+  for (auto const& file : files) {
+    try {
+      cpputil::logger::append_file(file);
+    } catch (std::runtime_error const& error) {
+      throw UsageError(file + ": " + error.what());
+    }
+  }
+  return 0;
+}
+
+}  // namespace install_cpputil_tool

@@ -1,0 +1,47 @@
+// The subcommands of install-cpputil. Each returns the process's exit status and reports
+// failures by throwing UsageError (exit status 2) with one line naming what is at fault.
+#ifndef INSTALL_CPPUTIL_TOOLS_COMMANDS_HPP
+#define INSTALL_CPPUTIL_TOOLS_COMMANDS_HPP
+
+#include <map>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "install/cpputil/InputFileParser.hpp"
+
+namespace install_cpputil_tool {
+
+constexpr int kUsageError = 2;
+
+class UsageError : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+};
+
+/// The property map of an input file; a missing file is a UsageError naming it.
+install::cpputil::PropertyMap parse_file(std::string const& file);
+/// The single-text settings of a property map, as UTF-8.
+std::map<std::string, std::string> single_settings(install::cpputil::PropertyMap const& map);
+
+int parse_command(std::string const& file, bool json);
+int check_command(std::string const& file, std::string const& rules_file,
+                  std::optional<std::string> const& log_file);
+int compare_command(std::string const& first, std::string const& second);
+int locale_command();
+int sandbox_command(std::optional<std::string> const& root);
+int log_command(std::string const& log_file, std::vector<std::string> const& messages,
+                std::vector<std::string> const& files);
+
+struct DemoOptions {
+  std::string dir;
+  std::string examples;
+  int steps = 8;
+  int step_ms = 400;
+};
+int demo_command(DemoOptions const& options);
+
+}  // namespace install_cpputil_tool
+
+#endif  // INSTALL_CPPUTIL_TOOLS_COMMANDS_HPP

@@ -1,0 +1,138 @@
+// The typical installation, end to end: a log, the input file, its validation, progress, a side
+// file copied into the log, and work that a Ctrl-C unwinds through the interrupt flag.
+#include <atomic>
+#include <chrono>
+#include <ctime>
+#include <fstream>
+#include <iostream>
+#include <thread>
+
+#include <pthread.h>
+#include <signal.h>
+
+#include "install/cpputil/InputFileParser.hpp"
+#include "install/cpputil/interrupt.hpp"
+#include "install/cpputil/logger.hpp"
+#include "install/cpputil/validate.hpp"
+
+#include "install-cpputil/commands.hpp"
+
+namespace install_cpputil_tool {
+
+namespace cpputil = install::cpputil;
+using cpputil::logger::append_message;
+
+namespace {
+
+// Turns SIGINT and SIGTERM into interrupt::set() on a thread of its own: a signal handler may
+// not trace or lock, and set() does both.
+class SignalThread {
+ public:
+  SignalThread() {
+    sigemptyset(&signals_);
+    sigaddset(&signals_, SIGINT);
+    sigaddset(&signals_, SIGTERM);
+    // Blocked before the thread starts, so every thread inherits the mask and only sigtimedwait
+    // below ever sees these signals.
+    pthread_sigmask(SIG_BLOCK, &signals_, &previous_);
+    thread_ = std::thread([this] { run(); });
+  }
+  ~SignalThread() {
+    stop_ = true;
+    thread_.join();
+    pthread_sigmask(SIG_SETMASK, &previous_, nullptr);
+  }
+  SignalThread(SignalThread const&) = delete;
+  SignalThread& operator=(SignalThread const&) = delete;
+
+ private:
+  void run() {
+    timespec const poll{0, 100'000'000};
+    while (!stop_) {
+      if (sigtimedwait(&signals_, nullptr, &poll) > 0) {
+        cpputil::interrupt::set();
+      }
+    }
+  }
+
+  sigset_t signals_{};
+  sigset_t previous_{};
+  std::atomic<bool> stop_{false};
+  std::thread thread_;
+};
+
+std::vector<std::string> list_setting(cpputil::PropertyMap const& map, char16_t const* key) {
+  std::vector<std::string> entries;
+  auto const found = map.find(key);
+  if (found != map.end()) {
+    if (auto const* list = std::get_if<std::vector<cpputil::ustring>>(&found->second)) {
+      for (auto const& entry : *list) {
+        entries.push_back(cpputil::ustring_to_utf8(entry));
+      }
+    }
+  }
+  return entries;
+}
+
+// The installation proper; returns normally or unwinds with interrupt::Exception.
+void install(DemoOptions const& options, std::string const& examples) {
+  auto const inputs = parse_file(examples + "/input.txt");
+  auto const rules = single_settings(parse_file(examples + "/rules.txt"));
+  auto const settings = single_settings(inputs);
+  cpputil::validate_args(settings, rules);
+  append_message("Arguments validated against " + std::to_string(rules.size()) + " rules.");
+  for (auto const& [key, value] : settings) {
+    append_message("  " + key + " = " + value);
+  }
+  cpputil::logger::append_file(examples + "/components.txt");
+
+  auto const products = list_setting(inputs, u"product");
+  int const total = options.steps * static_cast<int>(products.size());
+  int done = 0;
+  for (auto const& product : products) {
+    append_message("Installing " + product + "...");
+    for (int step = 0; step < options.steps; ++step) {
+      cpputil::interrupt::throw_if_set("");
+      std::this_thread::sleep_for(std::chrono::milliseconds(options.step_ms));
+      ++done;
+      std::cout << "\r  " << product << ": " << (100 * done / total) << "% " << std::flush;
+    }
+    append_message("Installed " + product + ".");
+  }
+  std::cout << '\n';
+}
+
+}  // namespace
+
+int demo_command(DemoOptions const& options) {
+  std::string const log_file = options.dir + "/install.log";
+  int status = 0;
+  {
+    SignalThread const signals;
+    std::optional<cpputil::logger::Logger> log;
+    try {
+      log.emplace(log_file);
+    } catch (std::runtime_error const& error) {
+      throw UsageError(error.what());
+    }
+    append_message("Setup begun.");
+    std::cout << "Installing (press Ctrl-C to cancel)...\n";
+    try {
+      install(options, options.examples);
+      append_message("Setup finished.");
+    } catch (cpputil::interrupt::Exception const& interrupted) {
+      std::cout << "\nCancelled.\n";
+      append_message(interrupted.what());
+      status = 130;
+    } catch (std::invalid_argument const& violation) {
+      append_message(std::string("Invalid input: ") + violation.what());
+      throw UsageError(std::string("invalid input: ") + violation.what());
+    }
+  }
+  std::cout << "\nInstallation log: " << log_file << "\n\n";
+  std::ifstream log(log_file);
+  std::cout << log.rdbuf();
+  return status;
+}
+
+}  // namespace install_cpputil_tool
