@@ -37,8 +37,12 @@ Path current_destination() {
 bool has_destination() { return !current_destination().empty(); }
 
 ustring add_time_stamp(ustring const& message) {
-  ustring line = u"(";
-  line += utf8_to_ustring(platform::PlatformUtility().getPlatformCurrentTime(kTimeStampPattern));
+  ustring const stamp =
+      utf8_to_ustring(platform::PlatformUtility().getPlatformCurrentTime(kTimeStampPattern));
+  ustring line;
+  line.reserve(stamp.size() + message.size() + 4);  // room for the writer's line feed too
+  line += u'(';
+  line += stamp;
   line += u") ";
   line += message;
   return line;
@@ -55,8 +59,9 @@ Path default_log_file() {
 // Called with destination_mutex held. The whole record goes out in one write, so that other
 // processes appending to the same file cannot split it either.
 void write_record(ustring const& path, platform::File::Links links, ustring const& message) {
-  std::string record = ustring_to_utf8(add_time_stamp(message));
-  record += '\n';
+  ustring line = add_time_stamp(message);
+  line += u'\n';
+  std::string record = ustring_to_utf8(line);
   platform::File file = platform::File::open_append(path, links);
   if (!file.is_open()) {
     record.pop_back();
