@@ -1,0 +1,150 @@
+// append_message against its floor: a C loop that stamps the same record and opens, writes and
+// closes the file for each one. spdlog's file sink, flushed on every record but kept open, is
+// there for context. Every file lives in a scratch folder that is removed at the end.
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <ctime>
+#include <filesystem>
+#include <fstream>
+#include <memory>
+#include <mutex>
+#include <string>
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <benchmark/benchmark.h>
+#include <spdlog/sinks/basic_file_sink.h>
+#include <spdlog/spdlog.h>
+
+#include "install/cpputil/logger.hpp"
+
+namespace {
+
+namespace fs = std::filesystem;
+using install::cpputil::utf8_to_ustring;
+namespace logger = install::cpputil::logger;
+
+std::string const kMessage = "Copying file /opt/product/lib/libexample.so.1 to the staging area";
+
+fs::path& scratch() {
+  static fs::path folder;
+  return folder;
+}
+
+std::string file_in_scratch(char const* name) { return (scratch() / name).string(); }
+
+// The whole record in one write, as append_message does. The mutex gives the floor the same
+// guarantee as ours when threads share the file: time stamps never go back along it.
+std::mutex floor_mutex;
+void c_floor_append(char const* path, char const* message, std::size_t length) {
+  std::lock_guard<std::mutex> const lock(floor_mutex);
+  char record[512];
+  std::time_t const now = std::time(nullptr);
+  std::tm local{};
+  ::localtime_r(&now, &local);
+  record[0] = '(';
+  std::size_t size = 1 + std::strftime(record + 1, sizeof record - 1, "%b %d, %Y %H:%M:%S", &local);
+  record[size++] = ')';
+  record[size++] = ' ';
+  std::memcpy(record + size, message, length);
+  size += length;
+  record[size++] = '\n';
+  int const fd = ::open(path, O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0666);  // NOLINT
+  if (fd >= 0) {
+    benchmark::DoNotOptimize(::write(fd, record, size));
+    ::close(fd);
+  }
+}
+
+void BM_CFloor(benchmark::State& state) {
+  std::string const path = file_in_scratch("floor.log");
+  for (auto _ : state) {
+    c_floor_append(path.c_str(), kMessage.data(), kMessage.size());
+  }
+}
+
+// The Logger is made once by main(): Loggers are not made from several threads at once.
+void BM_AppendMessageUtf8(benchmark::State& state) {
+  for (auto _ : state) {
+    logger::append_message(kMessage);
+  }
+}
+
+void BM_AppendMessageUtf16(benchmark::State& state) {
+  auto const message = utf8_to_ustring(kMessage);
+  for (auto _ : state) {
+    logger::append_message(message);
+  }
+}
+
+std::shared_ptr<spdlog::logger> const& spd() {
+  static auto const made = [] {
+    auto made = spdlog::basic_logger_mt("bench", file_in_scratch("spdlog.log"));
+    made->set_pattern("(%b %d, %Y %H:%M:%S) %v");
+    made->flush_on(spdlog::level::trace);
+    return made;
+  }();
+  return made;
+}
+
+void BM_SpdlogFileSinkFlushed(benchmark::State& state) {
+  auto const& log = spd();
+  for (auto _ : state) {
+    log->info(kMessage);
+  }
+}
+
+long resident_pages() {
+  std::ifstream statm("/proc/self/statm");
+  long size = 0;
+  long resident = 0;
+  statm >> size >> resident;
+  return resident;
+}
+
+// Reports the resident set's growth over the timed records; it must stay at zero.
+void BM_AppendMessageMemory(benchmark::State& state) {
+  fs::resize_file(file_in_scratch("ours.log"), 0);  // a million records would fill the scratch
+  for (int i = 0; i < 10000; ++i) {                 // warm the allocator and the page cache first
+    logger::append_message(kMessage);
+  }
+  long const before = resident_pages();
+  for (auto _ : state) {
+    logger::append_message(kMessage);
+  }
+  long const after = resident_pages();
+  state.counters["rss_growth_kB"] =
+      static_cast<double>((after - before) * ::sysconf(_SC_PAGESIZE) / 1024);
+}
+
+BENCHMARK(BM_CFloor)->Threads(1)->Threads(2)->Threads(4)->UseRealTime();
+BENCHMARK(BM_AppendMessageUtf8)->Threads(1)->Threads(2)->Threads(4)->UseRealTime();
+BENCHMARK(BM_AppendMessageUtf16)->UseRealTime();
+BENCHMARK(BM_SpdlogFileSinkFlushed)->Threads(1)->Threads(2)->Threads(4)->UseRealTime();
+BENCHMARK(BM_AppendMessageMemory)->Iterations(1000000)->UseRealTime();
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  std::string pattern = (fs::temp_directory_path() / "cpputil-bench-XXXXXX").string();
+  if (::mkdtemp(pattern.data()) == nullptr) {
+    std::perror("mkdtemp");
+    return 1;
+  }
+  scratch() = pattern;
+  benchmark::Initialize(&argc, argv);
+  if (benchmark::ReportUnrecognizedArguments(argc, argv)) {
+    return 1;
+  }
+  {
+    logger::Logger const destination(file_in_scratch("ours.log"));
+    benchmark::RunSpecifiedBenchmarks();
+  }
+  spdlog::shutdown();
+  benchmark::Shutdown();
+  std::error_code ignored;
+  fs::remove_all(scratch(), ignored);
+  return 0;
+}
