@@ -1,12 +1,12 @@
 // The installation log under faults of its file system and under concurrent use: an
 // executable of its own, so that its threads and long runs stay apart from the unit tests.
 #include <atomic>
-#include <cstdio>
 #include <ctime>
 #include <filesystem>
 #include <fstream>
 #include <map>
 #include <memory>
+#include <sstream>
 #include <string>
 #include <thread>
 #include <vector>
@@ -25,7 +25,6 @@ namespace {
 
 namespace fs = std::filesystem;
 using logger::Logger;
-using testing::read_file;
 using testing::ScopedEnv;
 using testing::ScratchDir;
 using testing::TraceCapture;
@@ -201,6 +200,7 @@ TEST_F(LoggerFaults, ConcurrentAppendsWhileTheDestinationChanges) {
     }
   });
   std::vector<std::thread> writers;
+  writers.reserve(kWriters);
   for (int w = 0; w < kWriters; ++w) {
     writers.emplace_back([&, w] {
       for (int i = 0; i < kMessages; ++i) {
@@ -235,11 +235,12 @@ TEST_F(LoggerFaults, ConcurrentAppendsWhileTheDestinationChanges) {
         if (record.body.rfind("Reset destination file log ", 0) == 0) {
           continue;
         }
+        std::istringstream words(record.body);
+        std::string word;
         int writer = -1;
         int index = -1;
-        if (std::sscanf(record.body.c_str(), "writer %d message %d", &writer, &index) != 2 ||
-            writer < 0 || writer >= kWriters || index < 0 || index >= kMessages ||
-            record.body != message(writer, index)) {
+        if (!(words >> word >> writer >> word >> index) || writer < 0 || writer >= kWriters ||
+            index < 0 || index >= kMessages || record.body != message(writer, index)) {
           ADD_FAILURE() << "torn record: " << record.body;
           continue;
         }

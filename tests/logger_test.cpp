@@ -176,35 +176,15 @@ TEST_F(LoggerTest, CreatesMissingFoldersAndTakesBareNames) {
 
 struct FailureCase {
   char const* name;
-  std::function<void(ScratchDir const&)> construct;
-  std::function<std::string(ScratchDir const&)> what;
-  std::function<std::string(ScratchDir const&)> notice;
+  char const* destination;  // under the scratch folder; "" stands for the empty path itself
+  bool folder_fails;        // else the file fails
+  char const* named;        // what the message and the notice name, under the scratch folder
 };
-
-std::vector<FailureCase> const kFailures = {
-    {"EmptyUtf16", [](auto&) { Logger const l{ustring()}; },
-     [](auto&) { return std::string("Install Logger: Cannot open file \"\""); },
-     [](auto&) { return std::string("Unable to create specified file for installation log "); }},
-    {"EmptyUtf8", [](auto&) { Logger const l{std::string()}; },
-     [](auto&) { return std::string("Install Logger: Cannot open file \"\""); },
-     [](auto&) { return std::string("Unable to create specified file for installation log "); }},
-    {"FolderUnderAFile", [](auto& s) { Logger const l{s / "blocker/sub/x.log"}; },
-     [](auto& s) {
-       return "Install Logger: Cannot create directory \"" + s / "blocker/sub" + "\"";
-     },
-     [](auto& s) {
-       return "Unable to create specified folder for installation log " + s / "blocker/sub";
-     }},
-    {"FileUnderAFile", [](auto& s) { Logger const l{s / "blocker/x.log"}; },
-     [](auto& s) { return "Install Logger: Cannot open file \"" + s / "blocker/x.log" + "\""; },
-     [](auto& s) {
-       return "Unable to create specified file for installation log " + s / "blocker/x.log";
-     }},
-    {"DestinationIsAFolder", [](auto& s) { Logger const l{s / "folder"}; },
-     [](auto& s) { return "Install Logger: Cannot open file \"" + s / "folder" + "\""; },
-     [](auto& s) {
-       return "Unable to create specified file for installation log " + s / "folder";
-     }},
+FailureCase const kFailures[] = {
+    {"EmptyPath", "", false, ""},
+    {"FolderUnderAFile", "blocker/sub/x.log", true, "blocker/sub"},
+    {"FileUnderAFile", "blocker/x.log", false, "blocker/x.log"},
+    {"DestinationIsAFolder", "folder", false, "folder"},
 };
 
 TEST_F(LoggerTest, FailedConstructionKeepsBothPathsAndNoticesOnlyAnExistingLog) {
@@ -222,12 +202,27 @@ TEST_F(LoggerTest, FailedConstructionKeepsBothPathsAndNoticesOnlyAnExistingLog) 
       if (with_destination) {
         in_force = std::make_unique<Logger>(current);
       }
+      auto const under = [&](std::string const& name) {
+        return name.empty() ? name : scratch_ / name;
+      };
+      std::string const what =
+          std::string(c.folder_fails ? "Install Logger: Cannot create directory \""
+                                     : "Install Logger: Cannot open file \"") +
+          under(c.named) + "\"";
+      std::string const notice =
+          std::string(c.folder_fails ? "Unable to create specified folder for installation log "
+                                     : "Unable to create specified file for installation log ") +
+          under(c.named);
       capture_.clear();
       try {
-        c.construct(scratch_);
+        if (with_destination) {
+          Logger const refused(utf8_to_ustring(under(c.destination)));
+        } else {
+          Logger const refused(under(c.destination));
+        }
         ADD_FAILURE() << "no exception";
       } catch (std::runtime_error const& error) {
-        EXPECT_EQ(error.what(), c.what(scratch_));
+        EXPECT_EQ(error.what(), what);
       }
       EXPECT_EQ(logger::get_destination().string(), with_destination ? current : "");
       EXPECT_EQ(logger::detail::get_last_destination().string(), earlier);
@@ -235,11 +230,11 @@ TEST_F(LoggerTest, FailedConstructionKeepsBothPathsAndNoticesOnlyAnExistingLog) 
 
       auto const records = traces();
       ASSERT_FALSE(records.empty());
-      EXPECT_EQ(records.back(), trace(4, "set destination:" + c.what(scratch_)));
+      EXPECT_EQ(records.back(), trace(4, "set destination:" + what));
       if (with_destination) {
-        EXPECT_EQ(log_of(current), "(T) " + c.notice(scratch_) + "\n");
+        EXPECT_EQ(log_of(current), "(T) " + notice + "\n");
         ASSERT_EQ(records.size(), 3U);
-        EXPECT_EQ(records[1], trace(4, " msg=" + c.notice(scratch_)));
+        EXPECT_EQ(records[1], trace(4, " msg=" + notice));
       } else {
         EXPECT_EQ(records.size(), 2U);
       }
@@ -366,8 +361,8 @@ TEST_F(LoggerTest, AppendFileFramesTheContentAsOneRecord) {
   for (auto const& c : cases) {
     SCOPED_TRACE(c.name);
     write_file(file, c.content);
-    std::string const expected =
-        "(T) Content of the file " + file + "\n" + c.lines + "End of the file " + file + "\n";
+    std::string expected = "(T) Content of the file " + file + "\n";
+    expected += c.lines + "End of the file " + file + "\n";
     using Form = std::function<void()>;
     Form const forms[] = {
         [&] { logger::append_file(file); },
