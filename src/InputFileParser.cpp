@@ -1,0 +1,244 @@
+// The installer's input file: its kept lines become the settings text, and the settings text
+// becomes a property map. Lines are handled as views into the text, so the only allocations
+// per line are the map's own keys and values.
+#include "install/cpputil/InputFileParser.hpp"
+
+#include <algorithm>
+#include <cctype>
+#include <cstddef>
+#include <stdexcept>
+#include <string_view>
+#include <utility>
+
+#include <boost/algorithm/string/replace.hpp>
+
+#include "install/cpputil/Path.hpp"
+
+#include "platform/file.hpp"
+#include "platform/path.hpp"
+#include "trace/trace.hpp"
+
+namespace install::cpputil {
+namespace {
+
+// NOLINTNEXTLINE(cert-err58-cpp): module state is built at load, where nothing could catch.
+trace::DiagnosticLogger channel("install::cpputil::InputFileParser");
+// NOLINTNEXTLINE(cert-err58-cpp): as the channel.
+std::vector<std::string> const listValuedKeys{"product", "platform"};
+
+// The C locale's isspace set, fixed: the process locale must not change what a file means.
+constexpr bool is_space(char byte) noexcept {
+  return byte == ' ' || (byte >= '\t' && byte <= '\r');
+}
+
+std::string_view trim_left(std::string_view text) noexcept {
+  std::size_t first = 0;
+  while (first < text.size() && is_space(text[first])) {
+    ++first;
+  }
+  return text.substr(first);
+}
+
+std::string_view trim_right(std::string_view text) noexcept {
+  std::size_t end = text.size();
+  while (end > 0 && is_space(text[end - 1])) {
+    --end;
+  }
+  return text.substr(0, end);
+}
+
+std::string_view trim_both(std::string_view text) noexcept { return trim_right(trim_left(text)); }
+
+void lower_into(std::string& out, std::string_view text) {
+  out.resize(text.size());
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    // As unsigned char: a negative argument is undefined behaviour for tolower.
+    out[i] = static_cast<char>(std::tolower(static_cast<unsigned char>(text[i])));
+  }
+}
+
+// The text after a separator and the run of separators that follows it.
+std::string_view after_run(std::string_view line, std::size_t separator) noexcept {
+  std::size_t const start = line.find_first_not_of(line[separator], separator);
+  return start == std::string_view::npos ? std::string_view() : line.substr(start);
+}
+
+bool has_list_key(std::string_view line) noexcept {
+  for (std::string const& name : listValuedKeys) {
+    for (std::size_t at = line.find(name); at != std::string_view::npos;
+         at = line.find(name, at + 1)) {
+      if (at + name.size() < line.size() && line[at + name.size()] == '.') {
+        return true;
+      }
+    }
+  }
+  return false;
+}
+
+// Buffers reused from line to line, so that a key already in the map costs no allocation.
+struct Scratch {
+  std::string bytes;
+  std::string key_bytes;
+  ustring key;
+};
+
+// ASCII widens unit for unit, in one pass that also notices any other byte; such text goes
+// through the platform conversion, which owns the rules for ill-formed sequences.
+void assign_utf16(ustring& out, std::string_view text, std::string& bytes) {
+  out.resize(text.size());
+  unsigned char seen = 0;
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    auto const byte = static_cast<unsigned char>(text[i]);
+    seen |= byte;
+    out[i] = byte;
+  }
+  if ((seen & 0x80U) != 0) {
+    bytes.assign(text);
+    out = utf8_to_ustring(bytes);
+  }
+}
+
+ustring to_utf16(std::string_view text, std::string& bytes) {
+  ustring out;
+  assign_utf16(out, text, bytes);
+  return out;
+}
+
+void make_key(std::string_view raw, Scratch& scratch) {
+  lower_into(scratch.key_bytes, trim_both(raw));
+  assign_utf16(scratch.key, scratch.key_bytes, scratch.bytes);
+}
+
+bool is_list_key(std::string const& lowered) {
+  return std::find(listValuedKeys.begin(), listValuedKeys.end(), lowered) != listValuedKeys.end();
+}
+
+void store_setting(PropertyMap& map, std::string_view line, std::size_t equals, Scratch& scratch) {
+  make_key(line.substr(0, equals), scratch);
+  // Lower-case ASCII survives the round trip through UTF-16 unchanged and nothing else can
+  // become a list key's name, so the lowered bytes answer for the converted key.
+  if (scratch.key_bytes.empty() || is_list_key(scratch.key_bytes)) {
+    return;
+  }
+  std::string_view const value = trim_both(after_run(line, equals));
+  auto const found = map.lower_bound(scratch.key);
+  if (found == map.end() || found->first != scratch.key) {
+    map.emplace_hint(found, scratch.key, to_utf16(value, scratch.bytes));
+  } else if (auto* text = std::get_if<ustring>(&found->second)) {
+    assign_utf16(*text, value, scratch.bytes);
+  } else {
+    found->second = to_utf16(value, scratch.bytes);
+  }
+}
+
+}  // namespace
+
+// NOLINTBEGIN(readability-convert-member-functions-to-static): members of the fixed interface.
+std::string InputFileParser::getUserInputsFromFile(ustring const& path) const {
+  Path const file_path(path);
+  if (!platform::exists(file_path)) {
+    throw std::runtime_error("input file does not exist!");
+  }
+  std::string settings;
+  platform::File file = platform::File::open_read(file_path.text());
+  if (!file.is_open()) {
+    return settings;
+  }
+  // Kept lines never outgrow the file (plus a final line feed), so one allocation suffices
+  // and a large file is not copied again and again while the text grows.
+  if (long long const size = file.size(); size > 0) {
+    settings.reserve(static_cast<std::size_t>(size) + 1);
+  }
+  platform::LineReader reader(file);
+  std::string line;
+  while (reader.next(line)) {
+    std::string_view const kept = trim_both(line);
+    if (kept.empty() || kept.front() == '#') {
+      continue;
+    }
+    CPPUTIL_TRACE(channel, trace::detail) << " line=" << kept;
+    settings.append(kept);
+    settings.push_back('\n');
+  }
+  if (settings.size() < settings.capacity() / 2) {
+    settings.shrink_to_fit();  // mostly comments: do not hand the caller the file's size
+  }
+  return settings;
+}
+
+std::string InputFileParser::trim(std::string const& text) const {
+  return std::string(trim_both(text));
+}
+
+std::string InputFileParser::ltrim(std::string const& text) const {
+  return std::string(trim_left(text));
+}
+
+std::string InputFileParser::rtrim(std::string const& text) const {
+  return std::string(trim_right(text));
+}
+
+std::string InputFileParser::stringToLowerCase(std::string const& text) const {
+  std::string lowered;
+  lower_into(lowered, text);
+  return lowered;
+}
+
+PropertyMap InputFileParser::parse(ustring const& path) {
+  std::string const settings = getUserInputsFromFile(path);
+  if (settings.empty()) {
+    return {};
+  }
+  return convertInputsToPropertyMap(settings);
+}
+
+PropertyMap InputFileParser::convertInputsToPropertyMap(std::string const& settings) {
+  PropertyMap map;
+  Scratch scratch;
+  std::string_view rest(settings);
+  for (std::size_t feed = rest.find('\n'); feed != std::string_view::npos; feed = rest.find('\n')) {
+    std::string_view const line = rest.substr(0, feed);
+    rest.remove_prefix(feed + 1);
+    if (std::size_t const equals = line.find('='); equals != std::string_view::npos) {
+      store_setting(map, line, equals, scratch);
+      continue;
+    }
+    if (!has_list_key(line)) {
+      continue;
+    }
+    std::size_t const dot = line.find('.');  // there is one: it follows the list key
+    make_key(line.substr(0, dot), scratch);
+    auto const found = map.lower_bound(scratch.key);
+    bool const absent = found == map.end() || found->first != scratch.key;
+    auto* const list = absent ? nullptr : std::get_if<std::vector<ustring>>(&found->second);
+    if (!absent && list == nullptr) {
+      continue;  // a single setting is not turned into a list
+    }
+    ustring entry = to_utf16(trim_both(after_run(line, dot)), scratch.bytes);
+    removeUnderscores(entry);
+    if (list != nullptr) {
+      list->push_back(std::move(entry));
+    } else {
+      std::vector<ustring> entries;
+      entries.push_back(std::move(entry));
+      map.emplace_hint(found, scratch.key, std::move(entries));
+    }
+  }
+  return map;
+}
+
+void InputFileParser::removeUnderscores(ustring& text) {
+  if (text.find(u'_') == ustring::npos) {
+    return;
+  }
+  // Strings, not literals: Boost would take a char16_t array's terminator as part of the text.
+  boost::algorithm::replace_all(text, ustring(1, u'_'), ustring(1, u' '));
+}
+
+// NOLINTEND(readability-convert-member-functions-to-static)
+
+}  // namespace install::cpputil
+
+bool shouldAppend(std::string const& line) {
+  return line.find('#') != 0 && !install::cpputil::trim_left(line).empty();
+}
