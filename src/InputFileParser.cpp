@@ -4,6 +4,7 @@
 #include "install/cpputil/InputFileParser.hpp"
 
 #include <algorithm>
+#include <array>
 #include <cctype>
 #include <cstddef>
 #include <stdexcept>
@@ -49,14 +50,6 @@ std::string_view trim_right(std::string_view text) noexcept {
 
 std::string_view trim_both(std::string_view text) noexcept { return trim_right(trim_left(text)); }
 
-void lower_into(std::string& out, std::string_view text) {
-  out.resize(text.size());
-  for (std::size_t i = 0; i < text.size(); ++i) {
-    // As unsigned char: a negative argument is undefined behaviour for tolower.
-    out[i] = static_cast<char>(std::tolower(static_cast<unsigned char>(text[i])));
-  }
-}
-
 // The text after a separator and the run of separators that follows it.
 std::string_view after_run(std::string_view line, std::size_t separator) noexcept {
   std::size_t const start = line.find_first_not_of(line[separator], separator);
@@ -77,6 +70,16 @@ bool has_list_key(std::string_view line) noexcept {
 
 // Buffers reused from line to line, so that a key already in the map costs no allocation.
 struct Scratch {
+  Scratch() {
+    // tolower once per byte value rather than once per key byte; the table keeps the
+    // locale in force when the conversion starts.
+    int byte = 0;
+    for (char& entry : lowered) {
+      entry = static_cast<char>(std::tolower(byte++));
+    }
+  }
+
+  std::array<char, 256> lowered{};
   std::string bytes;
   std::string key_bytes;
   ustring key;
@@ -105,7 +108,12 @@ ustring to_utf16(std::string_view text, std::string& bytes) {
 }
 
 void make_key(std::string_view raw, Scratch& scratch) {
-  lower_into(scratch.key_bytes, trim_both(raw));
+  std::string_view const trimmed = trim_both(raw);
+  scratch.key_bytes.resize(trimmed.size());
+  for (std::size_t i = 0; i < trimmed.size(); ++i) {
+    // NOLINTNEXTLINE(cppcoreguidelines-pro-bounds-constant-array-index): 256 entries.
+    scratch.key_bytes[i] = scratch.lowered[static_cast<unsigned char>(trimmed[i])];
+  }
   assign_utf16(scratch.key, scratch.key_bytes, scratch.bytes);
 }
 
@@ -179,8 +187,11 @@ std::string InputFileParser::rtrim(std::string const& text) const {
 }
 
 std::string InputFileParser::stringToLowerCase(std::string const& text) const {
-  std::string lowered;
-  lower_into(lowered, text);
+  std::string lowered(text.size(), '\0');
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    // As unsigned char: a negative argument is undefined behaviour for tolower.
+    lowered[i] = static_cast<char>(std::tolower(static_cast<unsigned char>(text[i])));
+  }
   return lowered;
 }
 
