@@ -1,5 +1,6 @@
 #include "install/cpputil/VersionComparator.hpp"
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 
@@ -11,59 +12,85 @@ namespace {
 // which are neither a dot, a sign, a digit nor white space.
 class PieceReader {
  public:
-  explicit PieceReader(ustring const& text) noexcept : text_(text) {}
+  explicit PieceReader(ustring const& text) noexcept
+      : text_(text), next_(text.data()), end_(text.data() + text.size()) {}
 
   // A trailing dot ends the last piece without starting another one.
-  bool has_piece() const noexcept { return pos_ < text_.size(); }
+  bool has_piece() const noexcept { return next_ != end_; }
 
   // The next piece as std::stoi reads it; moves past the piece and its dot.
   int next() {
-    std::size_t const size = text_.size();
-    std::size_t i = pos_;
-    while (i < size && is_c_space(text_[i])) {
-      ++i;
+    // Most pieces are a few plain digits: up to nine of them cannot leave the 32-bit range.
+    char16_t const* at = next_;
+    unsigned digit = digit_value(*at);
+    if (digit <= 9) {
+      unsigned value = digit;
+      char16_t const* const fast_end = at + std::min<std::ptrdiff_t>(end_ - at, 9);
+      while (++at != fast_end && (digit = digit_value(*at)) <= 9) {
+        value = value * 10 + digit;
+      }
+      if (at == fast_end && at != end_ && digit_value(*at) <= 9) {
+        return next_in_full();
+      }
+      skip_to_next_piece(at);
+      return static_cast<int>(value);
+    }
+    return next_in_full();
+  }
+
+ private:
+  static unsigned digit_value(char16_t c) noexcept { return static_cast<unsigned>(c) - u'0'; }
+  static bool is_c_space(char16_t c) noexcept { return c == u' ' || (c >= u'\t' && c <= u'\r'); }
+
+  void skip_to_next_piece(char16_t const* at) noexcept {
+    if (at != end_ && *at != u'.') {
+      at = std::find(at, end_, u'.');
+    }
+    next_ = at == end_ ? end_ : at + 1;
+  }
+
+  // White space, a sign or many digits. Kept out of line, as is the exception path, so that the
+  // common case stays a small leaf without a stack frame for strings.
+  [[gnu::noinline]] int next_in_full() {
+    char16_t const* at = next_;
+    while (at != end_ && is_c_space(*at)) {
+      ++at;
     }
     bool negative = false;
-    if (i < size && (text_[i] == u'+' || text_[i] == u'-')) {
-      negative = text_[i] == u'-';
-      ++i;
+    if (at != end_ && (*at == u'+' || *at == u'-')) {
+      negative = *at == u'-';
+      ++at;
     }
-    if (i == size || !is_digit(text_[i])) {
+    if (at == end_ || digit_value(*at) > 9) {
       return next_by_stoi();
     }
     std::uint64_t const limit = negative ? 2147483648U : 2147483647U;
     std::uint64_t magnitude = 0;
     do {
-      magnitude = magnitude * 10 + static_cast<std::uint64_t>(text_[i] - u'0');
+      magnitude = magnitude * 10 + digit_value(*at);
       if (magnitude > limit) {
         return next_by_stoi();
       }
-      ++i;
-    } while (i < size && is_digit(text_[i]));
-    while (i < size && text_[i] != u'.') {
-      ++i;
-    }
-    pos_ = i + 1;
+    } while (++at != end_ && digit_value(*at) <= 9);
+    skip_to_next_piece(at);
     auto const value = static_cast<std::int64_t>(magnitude);
     return static_cast<int>(negative ? -value : value);
   }
 
- private:
-  static bool is_c_space(char16_t c) noexcept { return c == u' ' || (c >= u'\t' && c <= u'\r'); }
-  static bool is_digit(char16_t c) noexcept { return c >= u'0' && c <= u'9'; }
-
   // Pieces without a number or beyond 32 bits go to std::stoi itself, so that the caller gets
   // exactly its exceptions.
-  int next_by_stoi() {
-    std::size_t const dot = text_.find(u'.', pos_);
-    std::size_t const end = dot == ustring::npos ? text_.size() : dot;
-    std::string const piece = to_string(text_.substr(pos_, end - pos_));
-    pos_ = end + 1;
+  [[gnu::noinline, gnu::cold]] int next_by_stoi() {
+    char16_t const* const piece_end = std::find(next_, end_, u'.');
+    auto const begin = static_cast<std::size_t>(next_ - text_.data());
+    std::string const piece =
+        to_string(text_.substr(begin, static_cast<std::size_t>(piece_end - next_)));
+    skip_to_next_piece(piece_end);
     return std::stoi(piece);
   }
 
   ustring const& text_;
-  std::size_t pos_ = 0;
+  char16_t const* next_;
+  char16_t const* end_;
 };
 
 }  // namespace

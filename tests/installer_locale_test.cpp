@@ -1,6 +1,7 @@
 #include "install/cpputil/installer_locale.hpp"
 
 #include <optional>
+#include <ostream>
 #include <string>
 
 #include <gtest/gtest.h>
@@ -37,6 +38,8 @@ LocaleCase const kLocaleCases[] = {
     {"CaseKept", std::nullopt, std::nullopt, "EN_us", u"EN_us"},
     {"Utf8Codes", std::nullopt, std::nullopt, "x\xC3\xA9_\xC3\x89", u"x\u00E9_\u00C9"},
 };
+
+void PrintTo(LocaleCase const& c, std::ostream* out) { *out << c.name; }
 
 class InstallerLocale : public ::testing::TestWithParam<LocaleCase> {};
 
