@@ -13,6 +13,7 @@
 #include <spdlog/spdlog.h>
 
 #include "install/cpputil/diagnostics.hpp"
+
 #include "trace/trace.hpp"
 
 namespace {
@@ -35,7 +36,8 @@ logging::sources::severity_channel_logger_mt<int, std::string>& plain() {
 
 std::shared_ptr<spdlog::logger> const& spd() {
   static auto const logger = [] {
-    auto made = std::make_shared<spdlog::logger>("bench", std::make_shared<spdlog::sinks::null_sink_mt>());
+    auto made =
+        std::make_shared<spdlog::logger>("bench", std::make_shared<spdlog::sinks::null_sink_mt>());
     made->set_level(spdlog::level::info);  // debug is disabled
     return made;
   }();
@@ -86,7 +88,10 @@ void BM_BoostLogFilteredOut(benchmark::State& state) {
     BOOST_LOG_SEV(logger, 4) << " line=" << kPiece;
   }
 }
-BENCHMARK(BM_BoostLogFilteredOut)->Setup(RejectedByCoreFilter)->Teardown(ResetCore)->ThreadRange(1, 2);
+BENCHMARK(BM_BoostLogFilteredOut)
+    ->Setup(RejectedByCoreFilter)
+    ->Teardown(ResetCore)
+    ->ThreadRange(1, 2);
 
 void BM_SpdlogDisabledLevel(benchmark::State& state) {
   auto const& logger = spd();
@@ -102,7 +107,10 @@ void BM_EnabledTraceDiscardSink(benchmark::State& state) {
     CPPUTIL_TRACE(channel, 4) << " line=" << kPiece;
   }
 }
-BENCHMARK(BM_EnabledTraceDiscardSink)->Setup(EnabledIntoDiscard)->Teardown(ResetCore)->ThreadRange(1, 2);
+BENCHMARK(BM_EnabledTraceDiscardSink)
+    ->Setup(EnabledIntoDiscard)
+    ->Teardown(ResetCore)
+    ->ThreadRange(1, 2);
 
 void BM_BoostLogDiscardSink(benchmark::State& state) {
   auto& logger = plain();
@@ -110,7 +118,10 @@ void BM_BoostLogDiscardSink(benchmark::State& state) {
     BOOST_LOG_SEV(logger, 4) << " line=" << kPiece;
   }
 }
-BENCHMARK(BM_BoostLogDiscardSink)->Setup(EnabledIntoDiscard)->Teardown(ResetCore)->ThreadRange(1, 2);
+BENCHMARK(BM_BoostLogDiscardSink)
+    ->Setup(EnabledIntoDiscard)
+    ->Teardown(ResetCore)
+    ->ThreadRange(1, 2);
 
 }  // namespace
 

@@ -20,8 +20,11 @@ std::string const& sample(int kind) {
   static std::string const ascii =
       repeat("(Nov 16, 2026 17:46:51) Copying C:/Program Files/Product/bin/tool.dll ", 4096);
   static std::string const mixed = repeat(
-      "Installation de l'\xC3\xA9" "diteur termin\xC3\xA9" "e \xE2\x80\x94 \xE5\xAE\x89\xE8\xA3\x85"
-      "\xE5\xAE\x8C\xE4\xBA\x86 \xF0\x9F\x98\x80 Stra\xC3\x9F" "e ",
+      "Installation de l'\xC3\xA9"
+      "diteur termin\xC3\xA9"
+      "e \xE2\x80\x94 \xE5\xAE\x89\xE8\xA3\x85"
+      "\xE5\xAE\x8C\xE4\xBA\x86 \xF0\x9F\x98\x80 Stra\xC3\x9F"
+      "e ",
       4096);
   return kind == 0 ? ascii : mixed;
 }

@@ -120,8 +120,8 @@ ustring utf8_to_ustring(std::string const& text) {
       src += 2;
       continue;
     }
-    if (lead >= 0xE1 && lead <= 0xEF && lead != 0xED && end - src >= 3 &&
-        is_continuation(src[1]) && is_continuation(src[2])) {
+    if (lead >= 0xE1 && lead <= 0xEF && lead != 0xED && end - src >= 3 && is_continuation(src[1]) &&
+        is_continuation(src[2])) {
       *dst++ = static_cast<char16_t>(((lead & 0x0Fu) << 12) | ((src[1] & 0x3Fu) << 6) |
                                      (src[2] & 0x3Fu));
       src += 3;
