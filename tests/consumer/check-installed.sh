@@ -17,6 +17,15 @@ cmake -S "$here" -B "$work/cmake" -G Ninja -DCMAKE_PREFIX_PATH="$prefix" >/dev/n
 cmake --build "$work/cmake" >/dev/null
 "$work/cmake/boundary"
 
+echo "-- the README's example project"
+cmake -S "$here/../../examples/consumer" -B "$work/example" -G Ninja -DCMAKE_PREFIX_PATH="$prefix" >/dev/null
+cmake --build "$work/example" >/dev/null
+printf 'Mode = typical\nport = 8443\n' > "$work/input.txt"
+"$work/example/installer_step" "$work/input.txt" "$work/logs/step.log"
+grep -q ') Step finished.$' "$work/logs/step.log"
+"$work/example/installer_step" "$work/input.txt" "$work/logs/step.log" --trace 2>"$work/trace.txt"
+grep -q 'set destination' "$work/trace.txt"
+
 echo "-- pkg-config consumer"
 export PKG_CONFIG_PATH=$prefix/lib/pkgconfig
 # shellcheck disable=SC2046
@@ -34,4 +43,8 @@ echo "-- exported symbols are ours"
 others=$(nm -DC --defined-only "$lib" | awk '{ $1=""; $2=""; print substr($0,3) }' |
   grep -v -E '^install::cpputil::|^(typeinfo|typeinfo name|vtable) for install::cpputil::|^shouldAppend\(' || true)
 if [ -n "$others" ]; then echo "unexpected exports:"; echo "$others"; exit 1; fi
+echo "-- the installed tool and its examples"
+"$prefix/bin/install-cpputil" --version
+"$prefix/bin/install-cpputil" demo --dir "$work/demo" --steps 1 --step-ms 0 >/dev/null
+grep -q ') Setup finished.$' "$work/demo/install.log"
 echo "installed package OK"
