@@ -31,7 +31,7 @@ ustring extract_parent_path(ustring const& text) {
   }
   auto const parent_end = text.find_last_not_of(kSeparator, separator);
   if (parent_end == ustring::npos) {
-    return ustring(1, kSeparator);
+    return {kSeparator};
   }
   return text.substr(0, parent_end + 1);
 }

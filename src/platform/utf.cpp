@@ -51,15 +51,15 @@ char32_t decode_one(unsigned char const* p, unsigned char const* end, std::size_
   char32_t cp = 0;
   if (lead >= 0xC2 && lead <= 0xDF) {
     need = 1;
-    cp = lead & 0x1Fu;
+    cp = lead & 0x1FU;
   } else if (lead >= 0xE0 && lead <= 0xEF) {
     need = 2;
-    cp = lead & 0x0Fu;
+    cp = lead & 0x0FU;
     low = lead == 0xE0 ? 0xA0 : 0x80;
     high = lead == 0xED ? 0x9F : 0xBF;
   } else if (lead >= 0xF0 && lead <= 0xF4) {
     need = 3;
-    cp = lead & 0x07u;
+    cp = lead & 0x07U;
     low = lead == 0xF0 ? 0x90 : 0x80;
     high = lead == 0xF4 ? 0x8F : 0xBF;
   } else {
@@ -78,7 +78,7 @@ char32_t decode_one(unsigned char const* p, unsigned char const* end, std::size_
       length = i;
       return kReplacement;
     }
-    cp = (cp << 6) | (byte & 0x3Fu);
+    cp = (cp << 6) | (byte & 0x3FU);
   }
   length = i;
   return cp;
@@ -116,14 +116,14 @@ ustring utf8_to_ustring(std::string const& text) {
     // The common well-formed two- and three-byte forms first; everything else, including every
     // ill-formed case, goes through the careful decoder.
     if (lead >= 0xC2 && lead <= 0xDF && end - src >= 2 && is_continuation(src[1])) {
-      *dst++ = static_cast<char16_t>(((lead & 0x1Fu) << 6) | (src[1] & 0x3Fu));
+      *dst++ = static_cast<char16_t>(((lead & 0x1FU) << 6) | (src[1] & 0x3FU));
       src += 2;
       continue;
     }
     if (lead >= 0xE1 && lead <= 0xEF && lead != 0xED && end - src >= 3 && is_continuation(src[1]) &&
         is_continuation(src[2])) {
-      *dst++ = static_cast<char16_t>(((lead & 0x0Fu) << 12) | ((src[1] & 0x3Fu) << 6) |
-                                     (src[2] & 0x3Fu));
+      *dst++ = static_cast<char16_t>(((lead & 0x0FU) << 12) | ((src[1] & 0x3FU) << 6) |
+                                     (src[2] & 0x3FU));
       src += 3;
       continue;
     }
@@ -155,7 +155,7 @@ std::string ustring_to_utf8(ustring const& text) {
       char32_t cp = *src++;
       if (cp >= 0xD800 && cp <= 0xDFFF) {
         if (cp <= 0xDBFF && src < end && *src >= 0xDC00 && *src <= 0xDFFF) {
-          cp = 0x10000 + ((cp - 0xD800) << 10) + (*src++ - 0xDC00u);
+          cp = 0x10000 + ((cp - 0xD800) << 10) + (*src++ - 0xDC00U);
         } else {
           cp = kReplacement;
         }

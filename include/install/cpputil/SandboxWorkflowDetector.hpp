@@ -9,6 +9,11 @@ namespace install::cpputil {
 
 class INSTALL_CPPUTIL_EXPORT SandboxWorkflowDetector {
  public:
+  SandboxWorkflowDetector() = default;
+  SandboxWorkflowDetector(SandboxWorkflowDetector const&) = default;
+  SandboxWorkflowDetector(SandboxWorkflowDetector&&) = default;
+  SandboxWorkflowDetector& operator=(SandboxWorkflowDetector const&) = default;
+  SandboxWorkflowDetector& operator=(SandboxWorkflowDetector&&) = default;
   virtual ~SandboxWorkflowDetector();
 
   /// isSandboxPathExist through virtual dispatch; false when it throws. Never throws.

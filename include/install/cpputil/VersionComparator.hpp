@@ -13,6 +13,11 @@ namespace install::cpputil {
 
 class INSTALL_CPPUTIL_EXPORT VersionComparator {
  public:
+  VersionComparator() = default;
+  VersionComparator(VersionComparator const&) = default;
+  VersionComparator(VersionComparator&&) = default;
+  VersionComparator& operator=(VersionComparator const&) = default;
+  VersionComparator& operator=(VersionComparator&&) = default;
   virtual ~VersionComparator();
 
   /// -1, 0 or 1. Pieces are read as std::stoi reads them, up to the first difference; a piece

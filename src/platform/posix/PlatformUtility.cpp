@@ -1,18 +1,18 @@
 #include "platform/PlatformUtility.hpp"
 
 #include <cerrno>
+#include <clocale>
 #include <cstdlib>
 #include <ctime>
 #include <vector>
 
-#include <locale.h>
 #include <pwd.h>
 #include <unistd.h>
 
 namespace install::cpputil::platform {
 namespace {
 
-constexpr std::size_t kMaxTimeText = 64 * 1024;
+constexpr std::size_t kMaxTimeText = std::size_t{64} * 1024;
 
 // Made once and never freed: the time stamp must not depend on the process's own locale.
 locale_t classic_locale() {
@@ -22,6 +22,8 @@ locale_t classic_locale() {
 
 }  // namespace
 
+// An instance interface, so that another platform's implementation may keep state.
+// NOLINTNEXTLINE(readability-convert-member-functions-to-static)
 std::string PlatformUtility::getPlatformUserName() const {
   std::vector<char> buffer(1024);
   passwd entry{};
@@ -45,6 +47,7 @@ std::string PlatformUtility::getPlatformUserName() const {
   return "unknown";
 }
 
+// NOLINTNEXTLINE(readability-convert-member-functions-to-static): as above
 std::string PlatformUtility::getPlatformCurrentTime(std::string const& pattern) const {
   std::time_t const now = std::time(nullptr);
   std::tm local{};

@@ -10,7 +10,7 @@
 namespace install::cpputil::platform {
 namespace {
 
-constexpr std::size_t kReadChunk = 64 * 1024;
+constexpr std::size_t kReadChunk = std::size_t{64} * 1024;
 
 int open_retrying(std::string const& path, int flags, mode_t mode = 0) {
   int fd = -1;
@@ -35,12 +35,12 @@ File& File::operator=(File&& other) noexcept {
 File File::open_read(ustring const& path) {
   int const fd = open_retrying(ustring_to_utf8(path), O_RDONLY);
   if (fd < 0) {
-    return File();
+    return {};
   }
   File file(fd);
   struct stat info {};
   if (::fstat(fd, &info) != 0 || S_ISDIR(info.st_mode)) {
-    return File();
+    return {};
   }
   return file;
 }
@@ -53,6 +53,7 @@ File File::open_append(ustring const& path, Links links) {
   return File(open_retrying(ustring_to_utf8(path), flags, 0666));
 }
 
+// NOLINTNEXTLINE(readability-make-member-function-const): writes to the file
 bool File::write_all(std::string_view bytes) noexcept {
   while (!bytes.empty()) {
     ssize_t const written = ::write(fd_, bytes.data(), bytes.size());
@@ -67,6 +68,7 @@ bool File::write_all(std::string_view bytes) noexcept {
   return true;
 }
 
+// NOLINTNEXTLINE(readability-make-member-function-const): moves the file offset
 long File::read(char* buffer, std::size_t size) noexcept {
   for (;;) {
     ssize_t const got = ::read(fd_, buffer, size);
@@ -112,8 +114,9 @@ bool LineReader::next(std::string& line) {
   std::size_t scanned = begin_;
   for (;;) {
     auto const* const start = buffer_.data() + scanned;
-    auto const* const feed =
-        static_cast<char const*>(std::memchr(start, '\n', buffer_.size() - scanned));
+    auto const length = buffer_.size() - scanned;
+    // NOLINTNEXTLINE(bugprone-not-null-terminated-result): bytes, not a C string
+    auto const* const feed = static_cast<char const*>(std::memchr(start, '\n', length));
     if (feed != nullptr) {
       auto const end = static_cast<std::size_t>(feed - buffer_.data());
       line.assign(buffer_, begin_, end - begin_);
