@@ -2,7 +2,6 @@
 // literal reading through std::istringstream and std::stoi (the peer it must agree with).
 #include <algorithm>
 #include <array>
-#include <sstream>
 #include <string>
 #include <vector>
 
@@ -11,6 +10,8 @@
 #include <benchmark/benchmark.h>
 
 #include "install/cpputil/VersionComparator.hpp"
+
+#include "tests/support/LiteralVersion.hpp"
 
 namespace cpputil = install::cpputil;
 
@@ -26,27 +27,6 @@ std::array<Pair, 4> const kPairs = {{
     {"3.14.159", "3.14.160"},
     {"2023.11.07.1234", "2023.11.07.1234"},
 }};
-
-int literal_compare(cpputil::ustring const& first, cpputil::ustring const& second) {
-  auto tokenize = [](std::string const& version) {
-    std::vector<std::string> pieces;
-    std::istringstream in(version);
-    for (std::string piece; std::getline(in, piece, '.');) {
-      pieces.push_back(piece);
-    }
-    return pieces;
-  };
-  auto const a = tokenize(cpputil::to_string(first));
-  auto const b = tokenize(cpputil::to_string(second));
-  for (std::size_t i = 0; i < std::max(a.size(), b.size()); ++i) {
-    int const x = i < a.size() ? std::stoi(a[i]) : 0;
-    int const y = i < b.size() ? std::stoi(b[i]) : 0;
-    if (x != y) {
-      return x < y ? -1 : 1;
-    }
-  }
-  return 0;
-}
 
 void BM_CompareVersionNumbers(benchmark::State& state) {
   auto const& pair = kPairs.at(static_cast<std::size_t>(state.range(0)));
@@ -72,7 +52,7 @@ void BM_IstringstreamStoi(benchmark::State& state) {
   cpputil::ustring const first = cpputil::utf8_to_ustring(pair.first);
   cpputil::ustring const second = cpputil::utf8_to_ustring(pair.second);
   for (auto _ : state) {
-    benchmark::DoNotOptimize(literal_compare(first, second));
+    benchmark::DoNotOptimize(cpputil::test::literal_compare(first, second));
   }
 }
 

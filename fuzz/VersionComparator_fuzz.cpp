@@ -4,12 +4,13 @@
 #include <algorithm>
 #include <cstdint>
 #include <cstdlib>
-#include <sstream>
 #include <stdexcept>
 #include <string>
 #include <vector>
 
 #include "install/cpputil/VersionComparator.hpp"
+
+#include "tests/support/LiteralVersion.hpp"
 
 namespace cpputil = install::cpputil;
 
@@ -19,28 +20,6 @@ void check(bool ok) {
   if (!ok) {
     std::abort();
   }
-}
-
-std::vector<std::string> literal_tokenize(std::string const& version) {
-  std::vector<std::string> pieces;
-  std::istringstream in(version);
-  for (std::string piece; std::getline(in, piece, '.');) {
-    pieces.push_back(piece);
-  }
-  return pieces;
-}
-
-int literal_compare(cpputil::ustring const& first, cpputil::ustring const& second) {
-  auto const a = literal_tokenize(cpputil::to_string(first));
-  auto const b = literal_tokenize(cpputil::to_string(second));
-  for (std::size_t i = 0; i < std::max(a.size(), b.size()); ++i) {
-    int const x = i < a.size() ? std::stoi(a[i]) : 0;
-    int const y = i < b.size() ? std::stoi(b[i]) : 0;
-    if (x != y) {
-      return x < y ? -1 : 1;
-    }
-  }
-  return 0;
 }
 
 // The result, or the exception's kind and text.
@@ -66,13 +45,13 @@ extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size
 
   cpputil::VersionComparator const comparator;
   std::string const ours = outcome([&] { return comparator.compareVersionNumbers(first, second); });
-  check(ours == outcome([&] { return literal_compare(first, second); }));
+  check(ours == outcome([&] { return cpputil::test::literal_compare(first, second); }));
   std::string const reversed =
       outcome([&] { return comparator.compareVersionNumbers(second, first); });
-  check(reversed == outcome([&] { return literal_compare(second, first); }));
+  check(reversed == outcome([&] { return cpputil::test::literal_compare(second, first); }));
   for (auto const* version : {&first, &second}) {
     std::string const text = cpputil::to_string(*version);
-    check(comparator.tokenizeString(text) == literal_tokenize(text));
+    check(comparator.tokenizeString(text) == cpputil::test::literal_tokenize(text));
   }
   return 0;
 }
