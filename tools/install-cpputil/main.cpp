@@ -4,6 +4,8 @@
 #include <iostream>
 
 #include <CLI/CLI.hpp>
+#include <boost/log/expressions.hpp>
+#include <boost/log/utility/setup/console.hpp>
 
 #include "install/cpputil/diagnostics.hpp"
 
@@ -34,6 +36,16 @@ std::uint32_t parse_mask(std::string const& text) {
   } catch (std::logic_error const&) {
   }
   throw UsageError("not a trace mask: '" + text + "'");
+}
+
+// Our own sink keeps traces off standard output, where the commands print their results.
+void trace_to_standard_error() {
+  namespace expr = boost::log::expressions;
+  boost::log::add_console_log(
+      std::clog, boost::log::keywords::auto_flush = true,
+      boost::log::keywords::format =
+          (expr::stream << '[' << expr::attr<std::string>("Channel") << "] "
+                        << expr::attr<int>("Severity") << ' ' << expr::smessage));
 }
 
 }  // namespace
@@ -103,6 +115,7 @@ int main(int argc, char** argv) {
   try {
     if (!trace_mask.empty()) {
       install::cpputil::diagnostics::set_channel_mask("*", parse_mask(trace_mask));
+      trace_to_standard_error();
     }
     if (*parse) {
       return parse_command(file, json);
