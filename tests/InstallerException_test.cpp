@@ -1,46 +1,32 @@
 #include "install/cpputil/InstallerException.hpp"
 
+#include <stdexcept>
+#include <string>
+
 #include <gtest/gtest.h>
 
 namespace install::cpputil {
 namespace {
 
-TEST(InstallerException, FourTextsKeepTheirPlacesAndWhatIsTheSecondaryMessage) {
-  InstallerException const error("E42", "primary", "secondary", "here");
-  EXPECT_STREQ(error.what(), "secondary");
-  EXPECT_EQ(error.getErrorCode(), "E42");
-  EXPECT_EQ(error.getPrimaryErrorMessage(), "primary");
-  EXPECT_EQ(error.getSecondaryErrorMessage(), "secondary");
-  EXPECT_EQ(error.getLocation(), "here");
+// what(), then the four getters, joined by '|'.
+std::string texts(std::runtime_error const& caught) {
+  auto const& error = dynamic_cast<InstallerException const&>(caught);
+  return std::string(error.what()) + "|" + error.getErrorCode() + "|" +
+         error.getPrimaryErrorMessage() + "|" + error.getSecondaryErrorMessage() + "|" +
+         error.getLocation();
 }
 
-TEST(InstallerException, OneMessageLeavesTheOtherTextsEmpty) {
-  InstallerException const error("only");
-  EXPECT_STREQ(error.what(), "only");
-  EXPECT_EQ(error.getSecondaryErrorMessage(), "only");
-  EXPECT_EQ(error.getErrorCode(), "");
-  EXPECT_EQ(error.getPrimaryErrorMessage(), "");
-  EXPECT_EQ(error.getLocation(), "");
-}
-
-TEST(InstallerException, GettersReturnCopiesAndCopiesCarryEverything) {
-  InstallerException const error("c", "p", "s", "l");
-  std::string code = error.getErrorCode();
-  code += "changed";
-  EXPECT_EQ(error.getErrorCode(), "c");
-
-  InstallerException const copy = error;  // NOLINT(performance-unnecessary-copy-initialization)
-  EXPECT_STREQ(copy.what(), "s");
-  EXPECT_EQ(copy.getErrorCode(), "c");
-  EXPECT_EQ(copy.getPrimaryErrorMessage(), "p");
-  EXPECT_EQ(copy.getLocation(), "l");
-}
-
-TEST(InstallerException, IsCaughtAsRuntimeError) {
+TEST(InstallerException, WhatIsTheSecondaryMessageAndCopiesCarryAllFourTexts) {
+  InstallerException const four("code", "primary", "secondary", "here");
+  EXPECT_EQ(texts(four), "secondary|code|primary|secondary|here");
+  EXPECT_EQ(texts(InstallerException("only")), "only|||only|");
+  four.getErrorCode() += "changed";      // a copy, not the field
+  InstallerException const copy = four;  // NOLINT(performance-unnecessary-copy-initialization)
+  EXPECT_EQ(texts(copy), "secondary|code|primary|secondary|here");
   try {
-    throw InstallerException("1", "2", "3", "4");
+    throw four;
   } catch (std::runtime_error const& error) {
-    EXPECT_STREQ(error.what(), "3");
+    EXPECT_EQ(texts(error), "secondary|code|primary|secondary|here");
   }
 }
 
@@ -60,8 +46,7 @@ TEST(CreateLocation, JoinsDistinctNamesAndNeverANameToItself) {
       {"a ", "a", "a ::a"},
   };
   for (auto const& c : cases) {
-    SCOPED_TRACE(std::string(c.first) + "|" + c.second);
-    EXPECT_EQ(createLocation(c.first, c.second), c.expected);
+    EXPECT_EQ(createLocation(c.first, c.second), c.expected) << c.first << "|" << c.second;
   }
 }
 
