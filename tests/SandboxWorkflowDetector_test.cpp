@@ -19,74 +19,56 @@ namespace {
 namespace fs = std::filesystem;
 using testing::ScratchDir;
 
-// The installation root is <scratch>/outer/app; the anchor belongs in <scratch>/outer.
-class SandboxAnchor : public ::testing::Test {
- protected:
-  void SetUp() override {
-    fs::create_directories(root_);
-    platform::set_install_path(utf8_to_ustring(root_.string()));
-  }
-  void TearDown() override { platform::reset_install_path(); }
-
-  ScratchDir scratch_;
-  fs::path const outer_ = scratch_.path() / "outer";
-  fs::path const root_ = outer_ / "app";
-  SandboxWorkflowDetector const detector_;
-};
-
-TEST_F(SandboxAnchor, CountsOnlyAnEntryBesideTheRoot) {
+// The anchor belongs beside the installation root, <scratch>/outer/app.
+TEST(SandboxAnchor, CountsOnlyAnEntryBesideTheRoot) {
+  ScratchDir const scratch;
+  fs::path const outer = scratch.path() / "outer";
+  fs::path const root = outer / "app";
+  fs::create_directories(root);
+  platform::set_install_path(utf8_to_ustring(root.string()));
+  SandboxWorkflowDetector const detector;
   struct Case {
-    char const* name;
     fs::path anchor;  // empty: no anchor at all
     bool folder;
     bool expected;
   };
   Case const cases[] = {
-      {"Absent", {}, false, false},
-      {"FileBesideRoot", outer_ / "qx_anchor", false, true},
-      {"FolderBesideRoot", outer_ / "qx_anchor", true, true},
-      {"InsideRoot", root_ / "qx_anchor", false, false},
-      {"FurtherUp", scratch_.path() / "qx_anchor", true, false},
-      {"OtherCase", outer_ / "QX_ANCHOR", false, false},
+      {{}, false, false},
+      {outer / "qx_anchor", false, true},
+      {outer / "qx_anchor", true, true},
+      {root / "qx_anchor", false, false},
+      {scratch.path() / "qx_anchor", true, false},
+      {outer / "QX_ANCHOR", false, false},
   };
   for (auto const& c : cases) {
-    SCOPED_TRACE(c.name);
+    SCOPED_TRACE(c.anchor.string() + (c.folder ? "/" : ""));
     if (c.folder) {
       fs::create_directory(c.anchor);
     } else if (!c.anchor.empty()) {
       testing::write_file(c.anchor, "");
     }
-    EXPECT_EQ(detector_.isSandboxPathExist(), c.expected);
-    EXPECT_EQ(detector_.isSandboxWorkflow(), c.expected);
-    if (!c.anchor.empty()) {
-      fs::remove(c.anchor);
-    }
+    EXPECT_EQ(detector.isSandboxPathExist(), c.expected);
+    EXPECT_EQ(detector.isSandboxWorkflow(), c.expected);
+    fs::remove(c.anchor);
   }
+  // The root need not exist and may end in separators.
+  testing::write_file(outer / "qx_anchor", "");
+  fs::remove(root);
+  platform::set_install_path(utf8_to_ustring(outer.string() + "//app//"));
+  EXPECT_TRUE(detector.isSandboxPathExist());
+  platform::reset_install_path();
 }
 
-TEST_F(SandboxAnchor, RootNeedNotExistAndMayEndInSeparators) {
-  testing::write_file(outer_ / "qx_anchor", "");
-  fs::remove(root_);
-  platform::set_install_path(utf8_to_ustring(outer_.string() + "//app//"));
-  EXPECT_TRUE(detector_.isSandboxPathExist());
-}
-
-// Derived in this binary and dispatched through the library's isSandboxWorkflow.
-class FixedDetector : public SandboxWorkflowDetector {
- public:
+// Derived here and called through the library's isSandboxWorkflow; an exception means none.
+struct FixedDetector : SandboxWorkflowDetector {
   explicit FixedDetector(int answer) : answer_(answer) {}
   bool isSandboxPathExist() const override {
-    if (answer_ < 0) {
-      throw std::logic_error("no root");
-    }
-    return answer_ > 0;
+    return answer_ < 0 ? throw std::logic_error("no root") : answer_ > 0;
   }
-
- private:
   int answer_;
 };
 
-TEST(SandboxOverride, DecidesTheWorkflowAndAnExceptionMeansNone) {
+TEST(SandboxOverride, DecidesTheWorkflow) {
   EXPECT_TRUE(FixedDetector(1).isSandboxWorkflow());
   EXPECT_FALSE(FixedDetector(0).isSandboxWorkflow());
   EXPECT_FALSE(FixedDetector(-1).isSandboxWorkflow());
