@@ -147,6 +147,14 @@ TEST_F(Tool, LogAppendsMessagesThenFiles) {
   EXPECT_EQ(log_of("logs/install.log"),
             "(T) 1st\n(T) 2nd\n(T) Content of the file side.txt\nline one\nline two\n"
             "End of the file side.txt\n");
+
+  // Trace records go to standard error, so a script's captured output stays clean.
+  auto const traced = run({"--trace", "255", "log", "--to", "traced.log", "hello"});
+  ASSERT_EQ(traced.status, 0) << traced.err;
+  EXPECT_EQ(traced.out, "");
+  EXPECT_NE(traced.err.find("[install::cpputil::logger] 4  msg=hello\n"), std::string::npos)
+      << traced.err;
+  EXPECT_EQ(log_of("traced.log"), "(T) hello\n");
 }
 
 TEST_F(Tool, DemoRunsToCompletionOrStopsAtSigint) {
