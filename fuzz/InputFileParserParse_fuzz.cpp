@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
 #include <string>
 
 #include <unistd.h>
@@ -20,34 +21,13 @@ void check(bool ok) {
 }
 
 // One file for the whole run, removed at exit.
-class ScratchFile {
- public:
-  ScratchFile() {
-    char const* dir = std::getenv("TMPDIR");  // NOLINT(concurrency-mt-unsafe): one thread
-    std::string pattern =
-        std::string(dir != nullptr && *dir != '\0' ? dir : "/tmp") + "/cpputil-parse-fuzz-XXXXXX";
-    int const fd = ::mkstemp(pattern.data());
-    check(fd >= 0);
-    ::close(fd);
-    path_ = pattern;
+struct ScratchFile {
+  ScratchFile() : path((std::filesystem::temp_directory_path() / "cpputil-parse-XXXXXX").string()) {
+    int const fd = ::mkstemp(path.data());
+    check(fd >= 0 && ::close(fd) == 0);
   }
-  ~ScratchFile() { static_cast<void>(std::remove(path_.c_str())); }
-  ScratchFile(ScratchFile const&) = delete;
-  ScratchFile& operator=(ScratchFile const&) = delete;
-  ScratchFile(ScratchFile&&) = delete;
-  ScratchFile& operator=(ScratchFile&&) = delete;
-
-  std::string const& path() const { return path_; }
-
-  void write(std::uint8_t const* data, std::size_t size) const {
-    std::FILE* file = std::fopen(path_.c_str(), "wb");
-    check(file != nullptr);
-    check(std::fwrite(data, 1, size, file) == size);
-    check(std::fclose(file) == 0);
-  }
-
- private:
-  std::string path_;
+  ~ScratchFile() { static_cast<void>(std::remove(path.c_str())); }
+  std::string path;
 };
 
 }  // namespace
@@ -55,11 +35,13 @@ class ScratchFile {
 extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size) {
   namespace reference = install::cpputil::reference;
   static ScratchFile const file;
-  file.write(data, size);
+  std::FILE* out = std::fopen(file.path.c_str(), "wb");
+  check(out != nullptr && std::fwrite(data, 1, size, out) == size);
+  check(std::fclose(out) == 0);
   std::string const settings =
       reference::settings_text(std::string(reinterpret_cast<char const*>(data), size));
   install::cpputil::InputFileParser parser;
-  auto const path = install::cpputil::utf8_to_ustring(file.path());
+  auto const path = install::cpputil::utf8_to_ustring(file.path);
   check(parser.getUserInputsFromFile(path) == settings);
   check(parser.parse(path) == reference::convert(settings));
   return 0;

@@ -2,6 +2,7 @@
 
 #include <optional>
 #include <string>
+#include <tuple>
 
 #include <gtest/gtest.h>
 
@@ -15,31 +16,29 @@ using testing::ScopedEnv;
 
 TEST(InstallerLocale, JoinsTheCodesOfTheFirstNonEmptyVariableAndTracesNothing) {
   using Var = std::optional<std::string>;
-  struct Case {
-    Var lc_all, lc_messages, lang;
-    ustring expected;
-  };
   Var const none;
-  Case const cases[] = {{"de_DE.UTF-8", "fr_FR", "it_IT", u"de_DE"},
-                        {"", "fr_FR.UTF-8@euro", "it_IT", u"fr_FR"},
-                        {none, "", "sr_RS@latin", u"sr_RS"},
-                        {none, none, none, u"en_US"},
-                        {"C", "fr_FR", "it_IT", u"en_US"},  // set, so it wins, and means en_US
-                        {none, none, "POSIX", u"en_US"},
-                        {none, none, "C.UTF-8", u"en_US"},
-                        {none, none, "fr", u"fr_"},
-                        {none, none, "_US", u"_US"},
-                        {none, none, "_", u"_"},
-                        {none, none, "EN_us", u"EN_us"},
-                        {none, none, "x\xC3\xA9_\xC3\x89", u"x\u00E9_\u00C9"}};
+  // LC_ALL, LC_MESSAGES, LANG, result
+  std::tuple<Var, Var, Var, ustring> const cases[] = {
+      {"de_DE.UTF-8", "fr_FR", "it_IT", u"de_DE"},
+      {"", "fr_FR.UTF-8@euro", "it_IT", u"fr_FR"},
+      {none, "", "sr_RS@latin", u"sr_RS"},
+      {none, none, none, u"en_US"},
+      {"C", "fr_FR", "it_IT", u"en_US"},  // set, so it wins, and means en_US
+      {none, none, "POSIX", u"en_US"},
+      {none, none, "C.UTF-8", u"en_US"},
+      {none, none, "fr", u"fr_"},
+      {none, none, "_US", u"_US"},
+      {none, none, "_", u"_"},
+      {none, none, "EN_us", u"EN_us"},
+      {none, none, "x\xC3\xA9_\xC3\x89", u"x\u00E9_\u00C9"}};
   testing::TraceCapture capture;
   capture.enable("install::cpputil::InstallerLocale", 0xFFFFFFFF);
-  for (auto const& c : cases) {
-    SCOPED_TRACE(to_string(c.expected));
-    ScopedEnv const lc_all("LC_ALL", c.lc_all);
-    ScopedEnv const lc_messages("LC_MESSAGES", c.lc_messages);
-    ScopedEnv const lang("LANG", c.lang);
-    EXPECT_EQ(installer_locale::getLocale(), c.expected);
+  for (auto const& [lc_all, lc_messages, lang, expected] : cases) {
+    ScopedEnv const all("LC_ALL", lc_all);
+    ScopedEnv const messages("LC_MESSAGES", lc_messages);
+    ScopedEnv const language("LANG", lang);
+    EXPECT_EQ(installer_locale::getLocale(), expected)
+        << lc_all.value_or("-") << ' ' << lc_messages.value_or("-") << ' ' << lang.value_or("-");
   }
   EXPECT_TRUE(capture.records().empty());
 }

@@ -1,6 +1,7 @@
 #include "install/cpputil/interrupt.hpp"
 
 #include <chrono>
+#include <future>
 #include <string>
 #include <thread>
 #include <vector>
@@ -12,8 +13,6 @@
 
 namespace install::cpputil {
 namespace {
-
-using testing::ScopedEnv;
 
 constexpr char const* kChannel = "install::cpputil::interrupt";
 constexpr char const* kPause = "CPPUTIL_TEST_PAUSE";
@@ -44,7 +43,6 @@ class Interrupt : public ::testing::Test {
 
 TEST_F(Interrupt, FlagStaysSetUntilUnsetAndEveryStepIsTraced) {
   auto const check = [](std::string const& tag) { return [tag] { interrupt::throw_if_set(tag); }; };
-  EXPECT_EQ(outcome(check("tag")), "");
   EXPECT_EQ(outcome(interrupt::set), "\n8 Set INTERRUPT.");
   EXPECT_EQ(outcome(interrupt::set), "\n8 Set INTERRUPT.");  // also when already set
   EXPECT_EQ(
@@ -61,52 +59,43 @@ TEST_F(Interrupt, FlagStaysSetUntilUnsetAndEveryStepIsTraced) {
 }
 
 TEST_F(Interrupt, SetOnOneThreadStopsEveryPollingThread) {
-  capture_.enable(kChannel, 0);
-  std::vector<std::thread> workers;
-  std::vector<std::string> stopped(4);
-  for (auto& what : stopped) {
-    workers.emplace_back([&what] {
-      try {
-        for (;;) {
-          interrupt::throw_if_set("worker");
-        }
-      } catch (interrupt::Exception const& error) {
-        what = error.what();
+  std::vector<std::future<void>> workers;
+  for (int i = 0; i < 4; ++i) {
+    workers.push_back(std::async(std::launch::async, [] {
+      for (;;) {
+        interrupt::throw_if_set("worker");
       }
-    });
+    }));
   }
   interrupt::set();
   for (auto& worker : workers) {
-    worker.join();
+    EXPECT_THROW(worker.get(), interrupt::Exception);
   }
-  EXPECT_EQ(stopped, std::vector<std::string>(4, "Interrupted. worker"));
 }
 
 TEST_F(Interrupt, PauseHookWaitsOnlyWhileItsVariableIsDefined) {
   auto const pause = [] { interrupt::test::pause_and_throw_if_set(kPause); };
   interrupt::set();
   {
-    ScopedEnv const undefined(kPause, std::nullopt);
+    testing::ScopedEnv const undefined(kPause, std::nullopt);
     EXPECT_EQ(outcome(pause), "");  // with the flag set, any check would have thrown
   }
-  ScopedEnv const defined(kPause, "");  // an empty value still counts
+  testing::ScopedEnv const defined(kPause, "");  // an empty value still counts
   EXPECT_EQ(
       outcome(pause),
       "Interrupted. env CPPUTIL_TEST_PAUSE is set.\n"
       "8 env CPPUTIL_TEST_PAUSE is set. Waiting 1 minute for interrupt...\n"
       "4  interruptStatus=true\n8 Throw interrupt::Exception tag env CPPUTIL_TEST_PAUSE is set.");
-  EXPECT_TRUE(interrupt::is_set());
 
   // Set during the pause: a pause that missed it would return normally after its minute.
   interrupt::detail::unset();
-  std::thread setter([] {
+  auto const start = std::chrono::steady_clock::now();
+  auto const setter = std::async(std::launch::async, [] {
     std::this_thread::sleep_for(std::chrono::milliseconds(250));
     interrupt::set();
   });
-  auto const start = std::chrono::steady_clock::now();
   EXPECT_THROW(pause(), interrupt::Exception);
   EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(5));
-  setter.join();
 }
 
 }  // namespace

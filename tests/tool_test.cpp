@@ -4,6 +4,7 @@
 #include <regex>
 #include <string>
 #include <thread>
+#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -36,17 +37,16 @@ class Tool : public ::testing::Test {
     pid_t const pid = ::fork();
     if (pid == 0) {
       ::setenv("TMPDIR", dir_.path().c_str(), 1);
-      if (::chdir(dir_.path().c_str()) != 0) {
-        ::_exit(127);
-      }
-      ::dup2(::open("stdout", O_WRONLY | O_CREAT | O_TRUNC, 0644), 1);
-      ::dup2(::open("stderr", O_WRONLY | O_CREAT | O_TRUNC, 0644), 2);
       std::vector<char*> argv;
       for (auto& arg : args) {
         argv.push_back(arg.data());
       }
       argv.push_back(nullptr);
-      ::execv(argv[0], argv.data());
+      if (::chdir(dir_.path().c_str()) == 0) {
+        ::dup2(::open("stdout", O_WRONLY | O_CREAT | O_TRUNC, 0644), 1);
+        ::dup2(::open("stderr", O_WRONLY | O_CREAT | O_TRUNC, 0644), 2);
+        ::execv(argv[0], argv.data());
+      }
       ::_exit(127);
     }
     return pid;
@@ -76,38 +76,30 @@ TEST_F(Tool, CommandsGiveTheirOutputAndStatus) {
   std::filesystem::create_directories(dir_.path() / "plain/root");
   std::filesystem::create_directories(dir_.path() / "sandboxed/root");
   file("sandboxed/qx_anchor", "");
-  std::string const not_a_version = "install-cpputil: not a version number: ";
   std::string const any = "<any>";
-  struct Case {
-    std::vector<std::string> args;
-    int status;
-    std::string out;
-    std::string err;
-  };
-  Case const cases[] = {
+  std::string const e = "install-cpputil: ";
+  // Arguments, exit status, standard output and standard error.
+  std::tuple<std::vector<std::string>, int, std::string, std::string> const cases[] = {
       {{"compare", "1.10", "1.9"}, 0, "1\n", ""},
       {{"compare", "1.2", "1.2.0"}, 0, "0\n", ""},
-      {{"compare", "1.99999999999", "1"}, 2, "", not_a_version + "'1.99999999999'\n"},
-      {{"compare", "1.0", "1.x"}, 2, "", not_a_version + "'1.x'\n"},
+      {{"compare", "1.99999999999", "1"}, 2, "", e + "not a version number: '1.99999999999'\n"},
+      {{"compare", "1.0", "1.x"}, 2, "", e + "not a version number: '1.x'\n"},
       {{"sandbox", "--root", "plain/root"}, 0, "false\n", ""},
       {{"sandbox", "--root", "sandboxed/root"}, 0, "true\n", ""},
       {{"locale"}, 0, any, ""},
       {{"--version"}, 0, "install-cpputil 1.0.0\n", ""},
-      {{"parse", "none.txt"}, 2, "", "install-cpputil: none.txt: input file does not exist!\n"},
-      {{"--trace", "lots", "locale"}, 2, "", "install-cpputil: not a trace mask: 'lots'\n"},
-      {{"log", "--to", "", "x"}, 2, "", "install-cpputil: Install Logger: Cannot open file \"\"\n"},
-      {{"log", "--to", "x.log", "--file", "none"},
-       2,
-       "",
-       "install-cpputil: none: The file does not exist.\n"},
+      {{"parse", "none.txt"}, 2, "", e + "none.txt: input file does not exist!\n"},
+      {{"--trace", "lots", "locale"}, 2, "", e + "not a trace mask: 'lots'\n"},
+      {{"log", "--to", "", "x"}, 2, "", e + "Install Logger: Cannot open file \"\"\n"},
+      {{"log", "--to", "x.log", "--file", "none"}, 2, "", e + "none: The file does not exist.\n"},
       {{"frobnicate"}, 2, any, any},
   };
-  for (auto const& c : cases) {
-    SCOPED_TRACE(c.args[0] + " " + c.args.back());
-    auto const result = run(c.args);
-    EXPECT_EQ(result.status, c.status);
-    EXPECT_EQ(result.out, c.out == any ? result.out : c.out);
-    EXPECT_EQ(result.err, c.err == any ? result.err : c.err);
+  for (auto const& [args, status, out, err] : cases) {
+    SCOPED_TRACE(args[0] + " " + args.back());
+    auto const result = run(args);
+    EXPECT_EQ(result.status, status);
+    EXPECT_EQ(result.out, out == any ? result.out : out);
+    EXPECT_EQ(result.err, err == any ? result.err : err);
   }
 }
 

@@ -2,9 +2,8 @@
 
 #include <cstdlib>
 #include <fstream>
-#include <sstream>
+#include <iterator>
 #include <stdexcept>
-#include <vector>
 
 namespace install::cpputil::testing {
 
@@ -30,12 +29,10 @@ ScopedEnv::~ScopedEnv() {
 
 ScratchDir::ScratchDir() {
   std::string pattern = (std::filesystem::temp_directory_path() / "cpputil-test-XXXXXX").string();
-  std::vector<char> buffer(pattern.begin(), pattern.end());
-  buffer.push_back('\0');
-  if (::mkdtemp(buffer.data()) == nullptr) {
+  if (::mkdtemp(pattern.data()) == nullptr) {
     throw std::runtime_error("mkdtemp failed for " + pattern);
   }
-  path_ = buffer.data();
+  path_ = pattern;
 }
 
 ScratchDir::~ScratchDir() {
@@ -51,14 +48,11 @@ ScratchDir::~ScratchDir() {
 
 std::string read_file(std::filesystem::path const& path) {
   std::ifstream in(path, std::ios::binary);
-  std::ostringstream content;
-  content << in.rdbuf();
-  return content.str();
+  return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
 }
 
 void write_file(std::filesystem::path const& path, std::string const& content) {
-  std::ofstream out(path, std::ios::binary | std::ios::trunc);
-  out << content;
+  std::ofstream(path, std::ios::binary) << content;
 }
 
 }  // namespace install::cpputil::testing

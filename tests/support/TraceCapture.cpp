@@ -1,8 +1,9 @@
 #include "support/TraceCapture.hpp"
 
+#include <mutex>
+
 #include <boost/log/attributes/value_extraction.hpp>
 #include <boost/log/core.hpp>
-#include <boost/log/expressions/message.hpp>
 #include <boost/log/sinks/basic_sink_backend.hpp>
 #include <boost/log/sinks/sync_frontend.hpp>
 
@@ -15,25 +16,20 @@ namespace logging = boost::log;
 struct TraceCapture::State {
   std::mutex mutex;
   std::vector<TraceRecord> records;
+  boost::shared_ptr<logging::sinks::sink> sink;
 };
 
 namespace {
 
+// Holds the state, not the capture: the core may still feed a sink just removed.
 class Backend : public logging::sinks::basic_sink_backend<logging::sinks::synchronized_feeding> {
  public:
   explicit Backend(std::shared_ptr<TraceCapture::State> state) : state_(std::move(state)) {}
 
   void consume(logging::record_view const& record) {
-    TraceRecord kept;
-    if (auto channel = logging::extract<std::string>("Channel", record)) {
-      kept.channel = *channel;
-    }
-    if (auto severity = logging::extract<int>("Severity", record)) {
-      kept.severity = *severity;
-    }
-    if (auto text = logging::extract<std::string>("Message", record)) {
-      kept.text = *text;
-    }
+    TraceRecord kept{logging::extract_or_default<std::string>("Channel", record, std::string()),
+                     logging::extract_or_default<int>("Severity", record, 0),
+                     logging::extract_or_default<std::string>("Message", record, std::string())};
     std::lock_guard<std::mutex> lock(state_->mutex);
     state_->records.push_back(std::move(kept));
   }
@@ -42,14 +38,6 @@ class Backend : public logging::sinks::basic_sink_backend<logging::sinks::synchr
   std::shared_ptr<TraceCapture::State> state_;
 };
 
-using Sink = logging::sinks::synchronous_sink<Backend>;
-
-std::mutex sinks_mutex;
-std::map<TraceCapture::State const*, boost::shared_ptr<Sink>>& sinks() {
-  static std::map<TraceCapture::State const*, boost::shared_ptr<Sink>> instance;
-  return instance;
-}
-
 }  // namespace
 
 std::ostream& operator<<(std::ostream& out, TraceRecord const& record) {
@@ -57,20 +45,17 @@ std::ostream& operator<<(std::ostream& out, TraceRecord const& record) {
 }
 
 TraceCapture::TraceCapture() : state_(std::make_shared<State>()) {
-  auto sink = boost::make_shared<Sink>(boost::make_shared<Backend>(state_));
-  logging::core::get()->add_sink(sink);
-  std::lock_guard<std::mutex> lock(sinks_mutex);
-  sinks()[state_.get()] = sink;
+  state_->sink = boost::make_shared<logging::sinks::synchronous_sink<Backend>>(
+      boost::make_shared<Backend>(state_));
+  logging::core::get()->add_sink(state_->sink);
 }
 
 TraceCapture::~TraceCapture() {
   for (auto const& [channel, mask] : saved_masks_) {
     diagnostics::set_channel_mask(channel, mask);
   }
-  std::lock_guard<std::mutex> lock(sinks_mutex);
-  auto const found = sinks().find(state_.get());
-  logging::core::get()->remove_sink(found->second);
-  sinks().erase(found);
+  logging::core::get()->remove_sink(state_->sink);
+  state_->sink.reset();  // the sink's backend holds the state
 }
 
 void TraceCapture::enable(std::string const& channel, std::uint32_t mask) {
