@@ -4,6 +4,7 @@
 #include <mutex>
 #include <stdexcept>
 #include <string>
+#include <utility>
 
 #include "platform/PlatformUtility.hpp"
 #include "platform/file.hpp"
@@ -56,12 +57,17 @@ Path default_log_file() {
   return Path(text);
 }
 
-// Called with destination_mutex held. The whole record goes out in one write, so that other
-// processes appending to the same file cannot split it either.
-void write_record(ustring const& path, platform::File::Links links, ustring const& message) {
+// The time-stamped line as written: taken under destination_mutex, so that stamps never
+// decrease along the file.
+std::string stamped_record(ustring const& message) {
   ustring line = add_time_stamp(message);
   line += u'\n';
-  std::string record = ustring_to_utf8(line);
+  return ustring_to_utf8(line);
+}
+
+// Called with destination_mutex held. The whole record goes out in one write, so that other
+// processes appending to the same file cannot split it either.
+void write_record(ustring const& path, platform::File::Links links, std::string record) {
   platform::File file = platform::File::open_append(path, links);
   if (!file.is_open()) {
     record.pop_back();
@@ -138,7 +144,9 @@ void set_destination(Path const& new_destination) {
 
 }  // namespace
 
-Logger::Logger(Path const& destination) { set_destination(destination); }
+// A copy: the argument may be get_destination() or get_last_destination() itself, which
+// retiring the old destination would change under our feet.
+Logger::Logger(Path const& destination) { set_destination(Path(destination)); }
 
 Logger::Logger(ustring const& destination) : Logger(Path(destination)) {}
 
@@ -159,11 +167,12 @@ void append_message(ustring const& message) {
   // One critical section decides between the destination and the default file and writes:
   // a destination cleared by another thread in between must not swallow the record.
   std::lock_guard<std::mutex> const lock(destination_mutex);
+  std::string record = stamped_record(message);
   if (destination_file.empty()) {
     // Refuse links: the shared temporary folder lets anyone plant one at this name.
-    write_record(default_log_file().text(), platform::File::Links::refuse, message);
+    write_record(default_log_file().text(), platform::File::Links::refuse, std::move(record));
   } else {
-    write_record(destination_file.text(), platform::File::Links::follow, message);
+    write_record(destination_file.text(), platform::File::Links::follow, std::move(record));
   }
 }
 

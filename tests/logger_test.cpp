@@ -89,12 +89,20 @@ TEST_F(LoggerTest, DestinationsReplaceEachOtherAndDoNotStack) {
   {
     Logger const again("a.log");
     Logger const twice(Path(u"a.log"));
+    Logger const itself(logger::get_destination());  // an argument that retiring would clear
+    EXPECT_EQ(logger::get_destination().string(), "a.log");
     EXPECT_EQ(last(), "a.log");
     logger::append_message(u"again");
   }
   EXPECT_EQ(log_of("a.log"),
             "(T) to a\n(T) Reset destination file log a.log to x/y/b.log\n"
+            "(T) Reset destination file log a.log to a.log\n"
             "(T) Reset destination file log a.log to a.log\n(T) again\n");
+  {
+    Logger const other("c.log");
+    Logger const back(logger::detail::get_last_destination());  // one that retiring would change
+    EXPECT_EQ(logger::get_destination().string(), "a.log");
+  }
 }
 
 TEST_F(LoggerTest, FailedConstructionKeepsBothPathsAndNoticesOnlyAnExistingLog) {
