@@ -78,8 +78,8 @@ bool validate_rfile(std::string const& path) {
   if (!platform::exists(file_path)) {
     return false;
   }
-  platform::File const file = platform::File::open_read(file_path.text());
-  return file.is_open() && file.size() > 0;
+  platform::File file = platform::File::open_read(file_path.text());
+  return file.is_open() && file.seek_end() > 0;
 }
 
 void validate_arg(std::string const& key, std::string const& value, std::string const& rule) {

@@ -36,6 +36,9 @@ class File {
   long read(char* buffer, std::size_t size) noexcept;
   /// The size of the file, or -1 when it cannot be told.
   long long size() const noexcept;
+  /// Where a seek to the end lands (a device's capacity, unlike size()), or -1 when the file
+  /// cannot seek. Moves the read position to the end.
+  long long seek_end() noexcept;
   void close() noexcept;
 
  private:

@@ -86,6 +86,10 @@ long long File::size() const noexcept {
   return static_cast<long long>(info.st_size);
 }
 
+long long File::seek_end() noexcept {
+  return fd_ < 0 ? -1 : static_cast<long long>(::lseek(fd_, 0, SEEK_END));
+}
+
 void File::close() noexcept {
   if (fd_ >= 0) {
     ::close(fd_);  // never retried: on Linux the descriptor is gone even after EINTR
