@@ -1,7 +1,7 @@
-#include <array>
 #include <cerrno>
 #include <climits>
 #include <cstdlib>
+#include <filesystem>
 #include <mutex>
 #include <optional>
 #include <stdexcept>
@@ -32,6 +32,32 @@ InstallPathOverride& install_path_override() {
   static InstallPathOverride instance;
   return instance;
 }
+
+// The library file as an absolute path, empty when it cannot be told. The loader resolves a
+// relative library name against the working folder of the load, so that is the folder to
+// resolve it against: taken while loading, before the process can move elsewhere.
+std::string const& library_file() {
+  static std::string const file = []() -> std::string {
+    Dl_info info{};
+    if (::dladdr(reinterpret_cast<void const*>(&get_install_path), &info) == 0 ||
+        info.dli_fname == nullptr || *info.dli_fname == '\0') {
+      return {};
+    }
+    std::filesystem::path name = info.dli_fname;
+    if (name.is_relative()) {
+      std::error_code error;
+      name = std::filesystem::current_path(error) / name;
+      if (error) {
+        return {};
+      }
+    }
+    return name.lexically_normal().string();
+  }();
+  return file;
+}
+
+// NOLINTNEXTLINE(cert-err58-cpp): resolved at load, as above.
+[[maybe_unused]] std::string const& library_file_at_load = library_file();
 
 }  // namespace
 
@@ -86,25 +112,14 @@ ustring get_install_path() {
       return *override_root.root;
     }
   }
-  Dl_info info{};
-  if (::dladdr(reinterpret_cast<void const*>(&get_install_path), &info) == 0 ||
-      info.dli_fname == nullptr) {
+  std::string const& file = library_file();
+  if (file.empty()) {
     throw std::runtime_error("cannot locate the library file to find the installation root");
-  }
-  std::string file = info.dli_fname;
-  if (file.empty() || file.front() != '/') {
-    // Loaded through a relative search path: relative to the working folder of the load,
-    // which a process rarely leaves before it asks.
-    std::array<char, PATH_MAX> cwd{};
-    if (::getcwd(cwd.data(), cwd.size()) != nullptr) {
-      file = std::string(cwd.data()) + "/" + file;
-    }
   }
   ustring const library_folder = extract_parent_path(make_native_form(utf8_to_ustring(file), true));
   ustring root = extract_parent_path(library_folder);
   if (root.empty()) {
-    throw std::runtime_error("no installation root above the library file \"" +
-                             std::string(info.dli_fname) + "\"");
+    throw std::runtime_error("no installation root above the library file \"" + file + "\"");
   }
   return root;
 }
