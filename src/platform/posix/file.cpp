@@ -86,6 +86,7 @@ long long File::size() const noexcept {
   return static_cast<long long>(info.st_size);
 }
 
+// NOLINTNEXTLINE(readability-make-member-function-const): moves the read position
 long long File::seek_end() noexcept {
   return fd_ < 0 ? -1 : static_cast<long long>(::lseek(fd_, 0, SEEK_END));
 }
