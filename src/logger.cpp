@@ -41,7 +41,7 @@ ustring add_time_stamp(ustring const& message) {
   ustring const stamp =
       utf8_to_ustring(platform::PlatformUtility().getPlatformCurrentTime(kTimeStampPattern));
   ustring line;
-  line.reserve(stamp.size() + message.size() + 4);  // room for the writer's line feed too
+  line.reserve(stamp.size() + message.size() + 3);
   line += u'(';
   line += stamp;
   line += u") ";
@@ -57,12 +57,16 @@ Path default_log_file() {
   return Path(text);
 }
 
-// The time-stamped line as written: taken under destination_mutex, so that stamps never
-// decrease along the file.
-std::string stamped_record(ustring const& message) {
-  ustring line = add_time_stamp(message);
-  line += u'\n';
-  return ustring_to_utf8(line);
+// The time-stamped record as written. Only the stamp is taken here, under destination_mutex,
+// so that stamps never decrease along the file; the message was converted before the lock.
+// Converting the prefix apart gives the same bytes: it ends in a blank, which no surrogate
+// pairs with.
+std::string stamped_record(std::string const& u8message) {
+  std::string record = ustring_to_utf8(add_time_stamp(ustring()));
+  record.reserve(record.size() + u8message.size() + 1);
+  record += u8message;
+  record += '\n';
+  return record;
 }
 
 // Called with destination_mutex held. The whole record goes out in one write, so that other
@@ -160,14 +164,15 @@ Path const& get_destination() {
 }
 
 void append_message(ustring const& message) {
-  CPPUTIL_TRACE(channel, trace::detail) << " msg=" << ustring_to_utf8(message);
+  std::string const u8message = ustring_to_utf8(message);
+  CPPUTIL_TRACE(channel, trace::detail) << " msg=" << u8message;
   if (message.empty()) {
     return;
   }
   // One critical section decides between the destination and the default file and writes:
   // a destination cleared by another thread in between must not swallow the record.
   std::lock_guard<std::mutex> const lock(destination_mutex);
-  std::string record = stamped_record(message);
+  std::string record = stamped_record(u8message);
   if (destination_file.empty()) {
     // Refuse links: the shared temporary folder lets anyone plant one at this name.
     write_record(default_log_file().text(), platform::File::Links::refuse, std::move(record));
