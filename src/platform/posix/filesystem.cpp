@@ -1,5 +1,4 @@
 #include <cerrno>
-#include <climits>
 #include <cstdlib>
 #include <filesystem>
 #include <mutex>
