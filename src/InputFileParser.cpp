@@ -17,38 +17,16 @@
 
 #include "platform/file.hpp"
 #include "platform/path.hpp"
+#include "text.hpp"
 #include "trace/trace.hpp"
 
 namespace install::cpputil {
 namespace {
 
-// NOLINTNEXTLINE(cert-err58-cpp): module state is built at load, where nothing could catch.
 trace::DiagnosticLogger channel("install::cpputil::InputFileParser");
-// NOLINTNEXTLINE(cert-err58-cpp): as the channel.
 std::vector<std::string> const listValuedKeys{"product", "platform"};
 
-// The C locale's isspace set, fixed: the process locale must not change what a file means.
-constexpr bool is_space(char byte) noexcept {
-  return byte == ' ' || (byte >= '\t' && byte <= '\r');
-}
-
-std::string_view trim_left(std::string_view text) noexcept {
-  std::size_t first = 0;
-  while (first < text.size() && is_space(text[first])) {
-    ++first;
-  }
-  return text.substr(first);
-}
-
-std::string_view trim_right(std::string_view text) noexcept {
-  std::size_t end = text.size();
-  while (end > 0 && is_space(text[end - 1])) {
-    --end;
-  }
-  return text.substr(0, end);
-}
-
-std::string_view trim_both(std::string_view text) noexcept { return trim_right(trim_left(text)); }
+namespace rules = text;  // the members below name their argument `text`
 
 // The text after a separator and the run of separators that follows it.
 std::string_view after_run(std::string_view line, std::size_t separator) noexcept {
@@ -85,17 +63,11 @@ struct Scratch {
   ustring key;
 };
 
-// ASCII widens unit for unit, in one pass that also notices any other byte; such text goes
-// through the platform conversion, which owns the rules for ill-formed sequences.
+// ASCII widens unit for unit; other text goes through the full conversion, which owns the
+// rules for ill-formed sequences.
 void assign_utf16(ustring& out, std::string_view text, std::string& bytes) {
   out.resize(text.size());
-  unsigned char seen = 0;
-  for (std::size_t i = 0; i < text.size(); ++i) {
-    auto const byte = static_cast<unsigned char>(text[i]);
-    seen |= byte;
-    out[i] = byte;
-  }
-  if ((seen & 0x80U) != 0) {
+  if (rules::widen_ascii(text, out.data()) != text.size()) {
     bytes.assign(text);
     out = utf8_to_ustring(bytes);
   }
@@ -108,7 +80,7 @@ ustring to_utf16(std::string_view text, std::string& bytes) {
 }
 
 void make_key(std::string_view raw, Scratch& scratch) {
-  std::string_view const trimmed = trim_both(raw);
+  std::string_view const trimmed = rules::trim(raw);
   scratch.key_bytes.resize(trimmed.size());
   for (std::size_t i = 0; i < trimmed.size(); ++i) {
     // NOLINTNEXTLINE(cppcoreguidelines-pro-bounds-constant-array-index): 256 entries.
@@ -128,7 +100,7 @@ void store_setting(PropertyMap& map, std::string_view line, std::size_t equals, 
   if (scratch.key_bytes.empty() || is_list_key(scratch.key_bytes)) {
     return;
   }
-  std::string_view const value = trim_both(after_run(line, equals));
+  std::string_view const value = rules::trim(after_run(line, equals));
   auto const found = map.lower_bound(scratch.key);
   if (found == map.end() || found->first != scratch.key) {
     map.emplace_hint(found, scratch.key, to_utf16(value, scratch.bytes));
@@ -160,8 +132,8 @@ std::string InputFileParser::getUserInputsFromFile(ustring const& path) const {
   platform::LineReader reader(file);
   std::string line;
   while (reader.next(line)) {
-    std::string_view const kept = trim_both(line);
-    if (kept.empty() || kept.front() == '#') {
+    std::string_view const kept = rules::trim(line);
+    if (!rules::keeps_line(kept)) {
       continue;
     }
     CPPUTIL_TRACE(channel, trace::detail) << " line=" << kept;
@@ -175,15 +147,15 @@ std::string InputFileParser::getUserInputsFromFile(ustring const& path) const {
 }
 
 std::string InputFileParser::trim(std::string const& text) const {
-  return std::string(trim_both(text));
+  return std::string(rules::trim(text));
 }
 
 std::string InputFileParser::ltrim(std::string const& text) const {
-  return std::string(trim_left(text));
+  return std::string(rules::trim_left(text));
 }
 
 std::string InputFileParser::rtrim(std::string const& text) const {
-  return std::string(trim_right(text));
+  return std::string(rules::trim_right(text));
 }
 
 std::string InputFileParser::stringToLowerCase(std::string const& text) const {
@@ -225,7 +197,7 @@ PropertyMap InputFileParser::convertInputsToPropertyMap(std::string const& setti
     if (!absent && list == nullptr) {
       continue;  // a single setting is not turned into a list
     }
-    ustring entry = to_utf16(trim_both(after_run(line, dot)), scratch.bytes);
+    ustring entry = to_utf16(rules::trim(after_run(line, dot)), scratch.bytes);
     removeUnderscores(entry);
     if (list != nullptr) {
       list->push_back(std::move(entry));
@@ -250,6 +222,4 @@ void InputFileParser::removeUnderscores(ustring& text) {
 
 }  // namespace install::cpputil
 
-bool shouldAppend(std::string const& line) {
-  return line.find('#') != 0 && !install::cpputil::trim_left(line).empty();
-}
+bool shouldAppend(std::string const& line) { return install::cpputil::text::keeps_line(line); }

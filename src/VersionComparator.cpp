@@ -4,6 +4,8 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "text.hpp"
+
 namespace install::cpputil {
 namespace {
 
@@ -40,7 +42,6 @@ class PieceReader {
 
  private:
   static unsigned digit_value(char16_t c) noexcept { return static_cast<unsigned>(c) - u'0'; }
-  static bool is_c_space(char16_t c) noexcept { return c == u' ' || (c >= u'\t' && c <= u'\r'); }
 
   void skip_to_next_piece(char16_t const* at) noexcept {
     if (at != end_ && *at != u'.') {
@@ -53,7 +54,7 @@ class PieceReader {
   // common case stays a small leaf without a stack frame for strings.
   [[gnu::noinline]] int next_in_full() {
     char16_t const* at = next_;
-    while (at != end_ && is_c_space(*at)) {
+    while (at != end_ && text::is_c_space(*at)) {
       ++at;
     }
     bool negative = false;

@@ -18,13 +18,11 @@ namespace {
 // throws on an unpaired surrogate, which would make a bad message or path an error for the
 // caller (and std::terminate in ~Logger) whenever tracing is on. Well-formed text gives the
 // same bytes either way.
-// NOLINTNEXTLINE(cert-err58-cpp): module state is built at load, where nothing could catch.
 trace::DiagnosticLogger channel("install::cpputil::logger");
 
 Path destination_file;
 Path last_destination_file;  // unguarded: Loggers are made and ended by one thread at a time
 std::mutex destination_mutex;
-// NOLINTNEXTLINE(cert-err58-cpp): as the channel.
 std::unique_ptr<platform::PlatformUtility> const platform_utility =
     std::make_unique<platform::PlatformUtility>();
 
@@ -71,14 +69,14 @@ std::string stamped_record(std::string const& u8message) {
 
 // Called with destination_mutex held. The whole record goes out in one write, so that other
 // processes appending to the same file cannot split it either.
-void write_record(ustring const& path, platform::File::Links links, std::string record) {
-  platform::File file = platform::File::open_append(path, links);
+void write_record(ustring const& path, platform::File::Accept accept, std::string record) {
+  platform::File file = platform::File::open_append(path, accept);
   if (!file.is_open()) {
     record.pop_back();
     CPPUTIL_TRACE(channel, trace::detail) << "failed to open destination_file for u8msg " << record;
     return;
   }
-  static_cast<void>(file.write_all(record));  // a full disk loses the record, as a failed open
+  static_cast<void>(file.append_whole(record));  // a full disk loses the record, as a failed open
 }
 
 [[noreturn]] void fail_to_set(std::string const& message) {
@@ -175,9 +173,10 @@ void append_message(ustring const& message) {
   std::string record = stamped_record(u8message);
   if (destination_file.empty()) {
     // Refuse links: the shared temporary folder lets anyone plant one at this name.
-    write_record(default_log_file().text(), platform::File::Links::refuse, std::move(record));
+    write_record(default_log_file().text(), platform::File::Accept::own_regular_file,
+                 std::move(record));
   } else {
-    write_record(destination_file.text(), platform::File::Links::follow, std::move(record));
+    write_record(destination_file.text(), platform::File::Accept::any, std::move(record));
   }
 }
 

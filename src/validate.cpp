@@ -78,8 +78,10 @@ bool validate_rfile(std::string const& path) {
   if (!platform::exists(file_path)) {
     return false;
   }
-  platform::File file = platform::File::open_read(file_path.text());
-  return file.is_open() && file.seek_end() > 0;
+  // Only a regular file has a size to count: a FIFO or device is no readable file, and
+  // opening one never blocks.
+  platform::File const file = platform::File::open_read(file_path.text());
+  return file.is_regular() && file.size() > 0;
 }
 
 void validate_arg(std::string const& key, std::string const& value, std::string const& rule) {

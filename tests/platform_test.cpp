@@ -95,7 +95,7 @@ TEST(FileSystem, FoldersAndFilesOpenedCloseOnExec) {
   EXPECT_THROW(platform::create_directories(Path()), std::system_error);
 
   for (char const* text : {"one\n", "two\n"}) {
-    EXPECT_TRUE(platform::File::open_append(u16(dir / "log")).write_all(text));
+    EXPECT_TRUE(platform::File::open_append(u16(dir / "log")).append_whole(text));
   }
   EXPECT_EQ(testing::read_file(dir / "log"), "one\ntwo\n");
   EXPECT_THROW(platform::create_directories(Path(u16(dir / "log/sub"))), std::system_error);
@@ -103,7 +103,8 @@ TEST(FileSystem, FoldersAndFilesOpenedCloseOnExec) {
   EXPECT_FALSE(platform::File::open_read(u16(dir.path())).is_open());
   fs::create_symlink(dir / "log", dir / "link");
   EXPECT_FALSE(
-      platform::File::open_append(u16(dir / "link"), platform::File::Links::refuse).is_open());
+      platform::File::open_append(u16(dir / "link"), platform::File::Accept::own_regular_file)
+          .is_open());
   auto const appended = platform::File::open_append(u16(dir / "link"));
   auto const read = platform::File::open_read(u16(dir / "log"));
   ASSERT_TRUE(appended.is_open());

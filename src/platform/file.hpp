@@ -1,8 +1,9 @@
-// Files opened by a UTF-16 path: a move-only descriptor and a line reader over it.
+// Files opened by a UTF-16 path: a move-only native handle, and a line reader over it.
 #ifndef INSTALL_CPPUTIL_SRC_PLATFORM_FILE_HPP
 #define INSTALL_CPPUTIL_SRC_PLATFORM_FILE_HPP
 
 #include <cstddef>
+#include <cstdint>
 #include <string>
 #include <string_view>
 
@@ -10,40 +11,57 @@
 
 namespace install::cpputil::platform {
 
-/// Every file is opened close-on-exec. Failures are values: the caller decides what a
+#if defined(_WIN32)
+using NativeHandle = void*;  // a HANDLE
+inline constexpr NativeHandle kNoHandle = nullptr;
+#else
+using NativeHandle = int;  // a descriptor; 0 is a file like any other
+inline constexpr NativeHandle kNoHandle = -1;
+#endif
+
+/// Each system implements this class (src/platform/<system>/file.cpp). No handle is inherited
+/// by child processes, and no open blocks (a FIFO without a peer fails or reads as empty).
+/// A path text holding a NUL opens nothing. Failures are values: the caller decides what a
 /// failed open or write means.
 class File {
  public:
-  enum class Links { follow, refuse };
+  /// What an append open accepts at the path.
+  enum class Accept {
+    any,               // whatever opens for writing, through links
+    own_regular_file,  // a regular file of the effective user, or a new one; never a link
+  };
 
   File() = default;
   ~File() { close(); }
-  File(File&& other) noexcept : fd_(other.fd_) { other.fd_ = -1; }
-  File& operator=(File&& other) noexcept;
+  File(File&& other) noexcept : handle_(other.handle_) { other.handle_ = kNoHandle; }
+  File& operator=(File&&) = delete;
   File(File const&) = delete;
   File& operator=(File const&) = delete;
 
   /// For reading. Folders do not open: they hold no bytes to read.
   static File open_read(ustring const& path);
-  /// For appending, created when missing (mode 0666 less the umask), never truncated. With
-  /// Links::refuse a symbolic link in the last component makes the open fail.
-  static File open_append(ustring const& path, Links links = Links::follow);
+  /// For appending, created when missing, never truncated.
+  static File open_append(ustring const& path, Accept accept = Accept::any);
 
-  bool is_open() const noexcept { return fd_ >= 0; }
-  /// Writes all of `bytes`; false when the system refused part of them.
-  bool write_all(std::string_view bytes) noexcept;
-  /// Up to `size` bytes; 0 at the end of the file, -1 on a read error.
-  long read(char* buffer, std::size_t size) noexcept;
+  bool is_open() const noexcept { return handle_ != kNoHandle; }
+  /// Whether the file is a regular one, not a FIFO, device or folder.
+  bool is_regular() const noexcept;
   /// The size of the file, or -1 when it cannot be told.
-  long long size() const noexcept;
-  /// Where a seek to the end lands (a device's capacity, unlike size()), or -1 when the file
-  /// cannot seek. Moves the read position to the end.
-  long long seek_end() noexcept;
+  std::int64_t size() const noexcept;
+  /// Up to `size` bytes; 0 at the end of the file, -1 on a read error.
+  std::int64_t read(char* buffer, std::size_t size) noexcept;
+  /// Waits for the exclusive advisory lock that every appender of the library takes, across
+  /// processes. Closing the file releases it.
+  bool lock() noexcept;
+  /// Appends all of `bytes` or, when the system takes only part of them (a full disk, a
+  /// file-size limit), takes that part back. Call it under lock(), so that nothing else was
+  /// appended meanwhile. False when the bytes are not in the file.
+  bool append_whole(std::string_view bytes) noexcept;
   void close() noexcept;
 
  private:
-  explicit File(int fd) noexcept : fd_(fd) {}
-  int fd_ = -1;
+  explicit File(NativeHandle handle) noexcept : handle_(handle) {}
+  NativeHandle handle_ = kNoHandle;
 };
 
 /// Splits a file into lines at line feeds, as std::getline does: the line feed is not part of

@@ -1,37 +1,62 @@
-// Path text rules (pure) and the file-system operations on Path values.
+// Path text rules, for either path style, and the file-system operations on Path values.
 #ifndef INSTALL_CPPUTIL_SRC_PLATFORM_PATH_HPP
 #define INSTALL_CPPUTIL_SRC_PLATFORM_PATH_HPP
+
+#include <filesystem>
 
 #include "install/cpputil/Path.hpp"
 #include "install/cpputil/ustring.hpp"
 
 namespace install::cpputil::platform {
 
+// The rules of both styles are pure text functions, so each style is tested on every system.
+enum class PathStyle { posix, windows };
+#if defined(_WIN32)
+inline constexpr PathStyle kNativeStyle = PathStyle::windows;
+#else
+inline constexpr PathStyle kNativeStyle = PathStyle::posix;
+#endif
+
 /// Runs of separators collapse into one; with `strip_trailing`, a trailing separator goes
-/// too, except for the root itself. Nothing is resolved: "a/../b" stays as it is.
-ustring make_native_form(ustring const& text, bool strip_trailing);
+/// too, except where it ends a root. Nothing is resolved: "a/../b" stays as it is.
+/// Windows: each '/' becomes '\'; the two leading separators of a UNC path stay; "C:\" is a root.
+ustring make_native_form(ustring const& text, bool strip_trailing, PathStyle style = kNativeStyle);
 
-/// The text before the last separator, trailing separators ignored:
-///   "/a/b" => "/a", "/a" => "/", "a/b/" => "a", "a" => "", "/" => "", "" => ""
-ustring extract_parent_path(ustring const& text);
+/// The text before the last separator, trailing separators ignored, keeping a root's own
+/// separator: "/a/b" => "/a", "/a" => "/", "a/b/" => "a", "a" => "", "/" => "", "" => "";
+/// Windows: "C:\a" => "C:\", "\\srv\share\a" => "\\srv\share\", "C:\" => "".
+ustring extract_parent_path(ustring const& text, PathStyle style = kNativeStyle);
 
-/// Appends `name` as a further component: path + "/" + name, or just name when path is empty.
-void concatenate_pathname(ustring& path, ustring const& name);
+/// Appends `name` as a further component: path + separator + name, or just name when path is
+/// empty.
+void concatenate_pathname(ustring& path, ustring const& name, PathStyle style = kNativeStyle);
 
-/// Whether an entry exists at the path (following symbolic links). False for an empty path
-/// and whenever the entry cannot be examined.
+/// Whether a path text can name a file at all: a NUL inside it names none.
+bool is_nameable(ustring const& text) noexcept;
+
+/// Whether an entry exists at the path (following symbolic links). False for an empty path,
+/// one holding a NUL, and whenever the entry cannot be examined.
 bool exists(Path const& path);
 
 /// Creates the folder and its missing ancestors. True when it created the last one.
 /// Throws std::system_error naming the path when a folder cannot be made.
 bool create_directories(Path const& path);
 
-/// TMPDIR when set and not empty, otherwise "/tmp", as it stands.
+/// The installation root: the override of set_install_path, or the folder above the one that
+/// holds the loaded library file. Throws std::runtime_error when neither gives a root.
+ustring get_install_path();
+
+// Each system provides these (src/platform/<system>/).
+
+/// The path text as the system's file-system library takes it.
+std::filesystem::path native_path(ustring const& text);
+
+/// The user's temporary folder, as the system gives it.
 ustring temp_directory_name();
 
-/// The override of set_install_path, or the folder above the one holding the library file.
-/// Throws std::runtime_error when neither gives a root.
-ustring get_install_path();
+/// The absolute path of the loaded library file, taken when the library was loaded; empty when
+/// it cannot be told.
+ustring const& loaded_library_file();
 
 }  // namespace install::cpputil::platform
 

@@ -1,10 +1,13 @@
 // UTF-8 <-> UTF-16 with U+FFFD for each maximal ill-formed subpart, so that bad bytes from a
 // hand-written file or a foreign path never stop the caller. ASCII runs take a SIMD path: the
 // installation log and input files are mostly ASCII.
+#include "install/cpputil/ustring.hpp"
+
 #include <cstdint>
 #include <cstring>
+#include <string_view>
 
-#include "install/cpputil/ustring.hpp"
+#include "text.hpp"
 
 #if defined(__SSE2__)
 #include <emmintrin.h>
@@ -91,26 +94,16 @@ ustring utf8_to_ustring(std::string const& text) {
   auto const* src = reinterpret_cast<unsigned char const*>(text.data());
   auto const* const end = src + text.size();
   char16_t* dst = out.data();
-  // dst never runs ahead of src (one unit per byte at most), so a block store of as many units
-  // as there are bytes left stays inside `out`.
+  // dst never runs ahead of src (one unit per byte at most), so widening as many units as there
+  // are bytes left stays inside `out`.
   while (src < end) {
     unsigned const lead = *src;
     if (lead < 0x80) {
-#if defined(__SSE2__)
-      if (end - src >= 16) {
-        __m128i const bytes = _mm_loadu_si128(reinterpret_cast<__m128i const*>(src));
-        __m128i const zero = _mm_setzero_si128();
-        _mm_storeu_si128(reinterpret_cast<__m128i*>(dst), _mm_unpacklo_epi8(bytes, zero));
-        _mm_storeu_si128(reinterpret_cast<__m128i*>(dst + 8), _mm_unpackhi_epi8(bytes, zero));
-        auto const high = static_cast<unsigned>(_mm_movemask_epi8(bytes));
-        auto const ascii = high == 0 ? 16 : __builtin_ctz(high);
-        src += ascii;
-        dst += ascii;
-        continue;
-      }
-#endif
-      *dst++ = static_cast<char16_t>(lead);
-      ++src;
+      std::size_t const ascii = text::widen_ascii(
+          std::string_view(reinterpret_cast<char const*>(src), static_cast<std::size_t>(end - src)),
+          dst);
+      src += ascii;
+      dst += ascii;
       continue;
     }
     // The common well-formed two- and three-byte forms first; everything else, including every
