@@ -1,0 +1,23 @@
+# 64-bit Windows through Debian's MinGW-w64 (POSIX threads model), run under Wine. Boost and
+# GoogleTest come from the prefix that ./dev windows prepares once (INSTALL_CPPUTIL_MINGW_CACHE).
+set(CMAKE_SYSTEM_NAME Windows)
+set(CMAKE_SYSTEM_PROCESSOR x86_64)
+set(CMAKE_C_COMPILER x86_64-w64-mingw32-gcc-posix)
+set(CMAKE_CXX_COMPILER x86_64-w64-mingw32-g++-posix)
+set(CMAKE_RC_COMPILER x86_64-w64-mingw32-windres)
+
+if(DEFINED ENV{INSTALL_CPPUTIL_MINGW_CACHE} AND NOT "$ENV{INSTALL_CPPUTIL_MINGW_CACHE}" STREQUAL "")
+  set(cpputil_mingw_cache "$ENV{INSTALL_CPPUTIL_MINGW_CACHE}")
+elseif(DEFINED ENV{XDG_CACHE_HOME} AND NOT "$ENV{XDG_CACHE_HOME}" STREQUAL "")
+  set(cpputil_mingw_cache "$ENV{XDG_CACHE_HOME}/install_cpputil/mingw-w64")
+else()
+  set(cpputil_mingw_cache "$ENV{HOME}/.cache/install_cpputil/mingw-w64")
+endif()
+
+set(CMAKE_FIND_ROOT_PATH /usr/x86_64-w64-mingw32 "${cpputil_mingw_cache}/prefix")
+set(CMAKE_FIND_ROOT_PATH_MODE_PROGRAM NEVER)
+set(CMAKE_FIND_ROOT_PATH_MODE_LIBRARY ONLY)
+set(CMAKE_FIND_ROOT_PATH_MODE_INCLUDE ONLY)
+set(CMAKE_FIND_ROOT_PATH_MODE_PACKAGE ONLY)
+
+set(CMAKE_CROSSCOMPILING_EMULATOR "${CMAKE_CURRENT_LIST_DIR}/wine-run;${cpputil_mingw_cache}")
