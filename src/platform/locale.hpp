@@ -26,8 +26,13 @@ class SystemLocale {
 /// "C", "POSIX" (with any codeset) and "" => {en, US}.
 SystemLocale parse_locale_name(std::string_view name);
 
-/// The locale that the environment names for `category`, read afresh on each call: LC_ALL,
+/// A Windows locale name, language[-Script][-REGION][-variant][_sort]: "en-US" => {en, US},
+/// "zh-Hans-CN" => {zh, CN}, "es-419" => {es, 419}, "fr" => {fr, ""}; "" (invariant) => {en, US}.
+SystemLocale parse_windows_locale_name(std::string_view name);
+
+/// POSIX: the locale that the environment names for `category`, read afresh on each call: LC_ALL,
 /// then the category's own variable (LC_MESSAGES for kMessagesCategory), then LANG.
+/// Windows: the user's default locale, whatever the category.
 SystemLocale get_locale(int category);
 
 }  // namespace install::cpputil::platform

@@ -1,0 +1,68 @@
+#include "platform/PlatformUtility.hpp"
+
+#include <clocale>
+#include <ctime>
+#include <string>
+
+#include <windows.h>
+
+#include "install/cpputil/ustring.hpp"
+
+namespace install::cpputil::platform {
+namespace {
+
+constexpr std::size_t kMaxTimeText = std::size_t{64} * 1024;
+
+// Made once and never freed: the time stamp must not depend on the process's own locale.
+_locale_t classic_locale() {
+  static _locale_t const locale = ::_create_locale(LC_ALL, "C");
+  return locale;
+}
+
+ustring environment_variable(wchar_t const* name) {
+  std::wstring value(256, L'\0');
+  DWORD length = ::GetEnvironmentVariableW(name, value.data(), static_cast<DWORD>(value.size()));
+  if (length >= value.size()) {
+    value.resize(length);
+    length = ::GetEnvironmentVariableW(name, value.data(), static_cast<DWORD>(value.size()));
+  }
+  return length == 0 || length >= value.size() ? ustring()
+                                               : ustring(value.begin(), value.begin() + length);
+}
+
+}  // namespace
+
+// An instance interface, so that another platform's implementation may keep state.
+// NOLINTNEXTLINE(readability-convert-member-functions-to-static)
+std::string PlatformUtility::getPlatformUserName() const {
+  wchar_t name[257] = {};  // UNLEN + 1
+  DWORD size = sizeof name / sizeof name[0];
+  if (::GetUserNameW(name, &size) != 0 && size > 1) {
+    return ustring_to_utf8(ustring(name, name + size - 1));  // size counts the NUL
+  }
+  ustring const variable = environment_variable(L"USERNAME");
+  return variable.empty() ? std::string("unknown") : ustring_to_utf8(variable);
+}
+
+// NOLINTNEXTLINE(readability-convert-member-functions-to-static): as above
+std::string PlatformUtility::getPlatformCurrentTime(std::string const& pattern) const {
+  __time64_t const now = ::_time64(nullptr);
+  std::tm local{};
+  if (::_localtime64_s(&local, &now) != 0 || classic_locale() == nullptr) {
+    return {};
+  }
+  ustring const wide_pattern = utf8_to_ustring(pattern);
+  std::wstring const format(wide_pattern.begin(), wide_pattern.end());
+  std::wstring text(64, L'\0');
+  while (!format.empty() && text.size() <= kMaxTimeText) {
+    std::size_t const length =
+        ::_wcsftime_l(text.data(), text.size(), format.c_str(), &local, classic_locale());
+    if (length > 0) {
+      return ustring_to_utf8(ustring(text.begin(), text.begin() + static_cast<long>(length)));
+    }
+    text.resize(text.size() * 4);  // 0 means the text did not fit (or is really empty)
+  }
+  return {};
+}
+
+}  // namespace install::cpputil::platform
