@@ -4,14 +4,15 @@
 #include <ctime>
 #include <filesystem>
 #include <fstream>
+#include <iomanip>
 #include <map>
 #include <memory>
 #include <set>
+#include <sstream>
 #include <string>
 #include <thread>
+#include <tuple>
 #include <vector>
-
-#include <unistd.h>
 
 #include <gtest/gtest.h>
 
@@ -33,19 +34,21 @@ using Bodies = std::vector<std::string>;
 // than the one before it, fails the test.
 Bodies bodies_of(fs::path const& path) {
   Bodies bodies;
-  std::ifstream in(path);
-  std::time_t previous = 0;
+  std::ifstream in(path, std::ios::binary);
+  std::tuple<int, int, int, int, int, int> previous{};
   for (std::string line; std::getline(in, line);) {
     std::tm parts{};
-    char const* body = ::strptime(line.c_str(), "(%b %d, %Y %H:%M:%S) ", &parts);
-    if (body == nullptr) {
+    std::istringstream record(line);
+    record.imbue(std::locale::classic());
+    if (!(record >> std::get_time(&parts, "(%b %d, %Y %H:%M:%S) "))) {
       ADD_FAILURE() << path << ": not a record: " << line;
       continue;
     }
-    std::time_t const time = ::timegm(&parts);
+    auto const time = std::tuple(parts.tm_year, parts.tm_mon, parts.tm_mday, parts.tm_hour,
+                                 parts.tm_min, parts.tm_sec);
     EXPECT_GE(time, previous) << path << ": " << line;
     previous = time;
-    bodies.emplace_back(body);
+    bodies.emplace_back(line.substr(static_cast<std::size_t>(record.tellg())));
   }
   return bodies;
 }
@@ -69,7 +72,7 @@ class LoggerFaults : public ::testing::Test {
 
   testing::ScratchDir scratch_;
   std::string tmp_ = scratch_ / "tmp";
-  testing::ScopedEnv tmpdir_{"TMPDIR", tmp_};
+  testing::ScopedEnv tmpdir_{testing::kTempVariable, tmp_};
   testing::TraceCapture capture_;
 };
 
@@ -87,8 +90,8 @@ TEST_F(LoggerFaults, FolderRemovedThenRecreated) {
 }
 
 TEST_F(LoggerFaults, FolderWithoutWritePermission) {
-  if (::geteuid() == 0) {
-    GTEST_SKIP() << "permissions do not bind root";
+  if (!testing::permissions_bind()) {
+    GTEST_SKIP() << "permissions do not bind root, and Windows folders have no write bit";
   }
   std::string const locked = scratch_ / "locked";
   fs::create_directory(locked);

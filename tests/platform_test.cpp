@@ -1,14 +1,14 @@
 #include "install/cpputil/platform.hpp"
 
+#include <clocale>
 #include <filesystem>
 #include <regex>
-
-#include <fcntl.h>
 
 #include <gtest/gtest.h>
 
 #include "platform/PlatformUtility.hpp"
 #include "platform/file.hpp"
+#include "platform/locale.hpp"
 #include "platform/path.hpp"
 #include "support/Scratch.hpp"
 
@@ -18,6 +18,12 @@ namespace {
 namespace fs = std::filesystem;
 using testing::ScopedEnv;
 using testing::ScratchDir;
+
+#if defined(_WIN32)
+constexpr bool kWindows = true;
+#else
+constexpr bool kWindows = false;
+#endif
 
 ustring u16(std::string const& text) { return utf8_to_ustring(text); }
 
@@ -48,40 +54,91 @@ TEST(UtfConversion, ReplacesEachIllFormedSubpartWithFffd) {
 }
 
 TEST(PathText, NativeFormParentAndConcatenation) {
-  // {text, native form, parent of the text}
-  ustring const cases[][3] = {{u"", u"", u""},
-                              {u"//", u"/", u""},
-                              {u"//x", u"/x", u"/"},
-                              {u"name", u"name", u""},
-                              {u"a//b", u"a/b", u"a"},
-                              {u"/opt//app/", u"/opt/app", u"/opt"},
-                              {u"/a/./b/../c", u"/a/./b/../c", u"/a/./b/.."}};
+  using platform::PathStyle;
+  struct Case {
+    PathStyle style;
+    ustring text, native, parent;  // the parent of the text as given
+  };
+  Case const cases[] = {
+      {PathStyle::posix, u"", u"", u""},
+      {PathStyle::posix, u"//", u"/", u""},
+      {PathStyle::posix, u"//x", u"/x", u"/"},
+      {PathStyle::posix, u"name", u"name", u""},
+      {PathStyle::posix, u"a//b", u"a/b", u"a"},
+      {PathStyle::posix, u"/opt//app/", u"/opt/app", u"/opt"},
+      {PathStyle::posix, u"/a/./b/../c", u"/a/./b/../c", u"/a/./b/.."},
+      {PathStyle::posix, u"a\\b", u"a\\b", u""},
+      {PathStyle::windows, u"", u"", u""},
+      {PathStyle::windows, u"C:/Program Files//App/", u"C:\\Program Files\\App",
+       u"C:/Program Files"},
+      {PathStyle::windows, u"c:\\a", u"c:\\a", u"c:\\"},
+      {PathStyle::windows, u"C:/", u"C:\\", u""},
+      {PathStyle::windows, u"C:", u"C:", u""},
+      {PathStyle::windows, u"C:a\\b", u"C:a\\b", u"C:a"},
+      {PathStyle::windows, u"\\", u"\\", u""},
+      {PathStyle::windows, u"/a", u"\\a", u"/"},
+      {PathStyle::windows, u"a/b\\\\c\\", u"a\\b\\c", u"a/b"},
+      {PathStyle::windows, u"..\\.\\Name", u"..\\.\\Name", u"..\\."},
+      {PathStyle::windows, u"\\\\server\\share\\dir\\", u"\\\\server\\share\\dir",
+       u"\\\\server\\share\\"},
+      {PathStyle::windows, u"//server/share//dir", u"\\\\server\\share\\dir", u"//server/share/"},
+      {PathStyle::windows, u"\\\\server\\share", u"\\\\server\\share", u""},
+      {PathStyle::windows, u"\\\\\\x", u"\\\\x", u""},
+      {PathStyle::windows, u"\\\\?\\C:\\a", u"\\\\?\\C:\\a", u"\\\\?\\C:\\"},
+  };
   for (auto const& c : cases) {
-    EXPECT_EQ(platform::make_native_form(c[0], true), c[1]);
-    EXPECT_EQ(Path(c[0]).text(), c[1]);
-    EXPECT_EQ(platform::extract_parent_path(c[0]), c[2]) << to_string(c[0]);
+    SCOPED_TRACE(to_string(c.text));
+    EXPECT_EQ(platform::make_native_form(c.text, true, c.style), c.native);
+    EXPECT_EQ(platform::extract_parent_path(c.text, c.style), c.parent);
+    if (c.style == platform::kNativeStyle) {
+      EXPECT_EQ(Path(c.text).text(), c.native);
+    }
   }
-  EXPECT_EQ(platform::make_native_form(u"a//b/", false), u"a/b/");
-  ustring joined = u"/opt", bare;
-  platform::concatenate_pathname(joined, u"qx_anchor");
-  platform::concatenate_pathname(bare, u"qx_anchor");
-  EXPECT_EQ(joined, u"/opt/qx_anchor");
-  EXPECT_EQ(bare, u"qx_anchor");
+  EXPECT_EQ(platform::make_native_form(u"a//b/", false, PathStyle::posix), u"a/b/");
+  EXPECT_EQ(platform::make_native_form(u"C:/a//", false, PathStyle::windows), u"C:\\a\\");
+  for (auto const& [style, path, joined] :
+       {std::tuple{PathStyle::posix, u"/opt", u"/opt/qx_anchor"},
+        std::tuple{PathStyle::windows, u"D:\\opt", u"D:\\opt\\qx_anchor"},
+        std::tuple{PathStyle::windows, u"", u"qx_anchor"}}) {
+    ustring text = path;
+    platform::concatenate_pathname(text, u"qx_anchor", style);
+    EXPECT_EQ(text, joined);
+  }
+}
+
+TEST(LocaleName, WindowsNamesSkipTheScriptAndWhatFollowsTheRegion) {
+  // {name, language, region}
+  char const* const cases[][3] = {{"en-US", "en", "US"},        {"zh-Hans-CN", "zh", "CN"},
+                                  {"es-419", "es", "419"},      {"fr", "fr", ""},
+                                  {"sr-Latn", "sr", ""},        {"", "en", "US"},
+                                  {"de-DE_phoneb", "de", "DE"}, {"ca-ES-valencia", "ca", "ES"},
+                                  {"en-USA", "en", ""}};
+  for (auto const& [name, language, region] : cases) {
+    auto const locale = platform::parse_windows_locale_name(name);
+    EXPECT_EQ(locale.language() + "_" + locale.region(), std::string(language) + "_" + region)
+        << name;
+  }
 }
 
 TEST(FileSystem, TempDirectoryAndInstallPath) {
   using Var = std::optional<std::string>;
-  for (auto const& [value, expected] : std::vector<std::pair<Var, ustring>>{
-           {"/scratch/tmp/", u"/scratch/tmp/"}, {"", u"/tmp"}, {std::nullopt, u"/tmp"}}) {
-    ScopedEnv const env("TMPDIR", value);
+#if defined(_WIN32)  // GetTempPathW's answer: the full path, with a trailing separator
+  std::vector<std::pair<Var, ustring>> const cases = {{"C:\\scratch/tmp", u"C:\\scratch\\tmp\\"},
+                                                      {"C:\\tmp\\", u"C:\\tmp\\"}};
+#else
+  std::vector<std::pair<Var, ustring>> const cases = {
+      {"/scratch/tmp/", u"/scratch/tmp/"}, {"", u"/tmp"}, {std::nullopt, u"/tmp"}};
+#endif
+  for (auto const& [value, expected] : cases) {
+    ScopedEnv const env(testing::kTempVariable, value);
     EXPECT_EQ(platform::temp_directory_name(), expected);
   }
   platform::set_install_path(u"/opt/product/root");
   EXPECT_EQ(platform::get_install_path(), u"/opt/product/root");
   platform::reset_install_path();
   // The platform code is part of this executable, so the default is read off its path.
-  EXPECT_EQ(to_string(platform::get_install_path()),
-            fs::read_symlink("/proc/self/exe").parent_path().parent_path());
+  EXPECT_EQ(testing::fs_path(to_string(platform::get_install_path())),
+            testing::self_path().parent_path().parent_path());
 }
 
 TEST(FileSystem, FoldersAndFilesOpenedCloseOnExec) {
@@ -100,31 +157,26 @@ TEST(FileSystem, FoldersAndFilesOpenedCloseOnExec) {
   EXPECT_EQ(testing::read_file(dir / "log"), "one\ntwo\n");
   EXPECT_THROW(platform::create_directories(Path(u16(dir / "log/sub"))), std::system_error);
   EXPECT_FALSE(platform::File::open_append(u16(dir / "missing/log")).is_open());
-  EXPECT_FALSE(platform::File::open_read(u16(dir.path())).is_open());
-  fs::create_symlink(dir / "log", dir / "link");
-  EXPECT_FALSE(
-      platform::File::open_append(u16(dir / "link"), platform::File::Accept::own_regular_file)
-          .is_open());
-  auto const appended = platform::File::open_append(u16(dir / "link"));
+  EXPECT_FALSE(platform::File::open_read(u16(dir.path().u8string())).is_open());
+  bool const linked = testing::make_symlink(dir / "log", dir / "link");  // not under Wine
+  if (linked) {
+    EXPECT_FALSE(
+        platform::File::open_append(u16(dir / "link"), platform::File::Accept::own_regular_file)
+            .is_open());
+  }
+  auto const appended = platform::File::open_append(u16(dir / (linked ? "link" : "log")));
   auto const read = platform::File::open_read(u16(dir / "log"));
   ASSERT_TRUE(appended.is_open());
   EXPECT_EQ(read.size(), 8);
-  int found = 0;
-  for (auto const& entry : fs::directory_iterator("/proc/self/fd")) {
-    std::error_code ignored;
-    if (fs::read_symlink(entry.path(), ignored).parent_path() == dir.path()) {
-      ++found;
-      EXPECT_NE(::fcntl(std::stoi(entry.path().filename()), F_GETFD) & FD_CLOEXEC, 0);
-    }
-  }
-  EXPECT_EQ(found, 2);
+  EXPECT_EQ(testing::open_files_in(dir.path()), std::vector<bool>(2, false)) << "inheritable";
 }
 
 TEST(PlatformUtility, TimeInTheClassicLocaleAndUserFromThePasswordDatabase) {
   platform::PlatformUtility const utility;
-  std::locale::global(std::locale(""));  // whatever the environment says; must not matter
+  // The process's own locale must not matter: whatever the environment names, or German.
+  std::setlocale(LC_ALL, kWindows ? "German" : "");
   std::string const stamp = utility.getPlatformCurrentTime("%b %d, %Y %H:%M:%S");
-  std::locale::global(std::locale::classic());
+  std::setlocale(LC_ALL, "C");
   EXPECT_TRUE(std::regex_match(
       stamp, std::regex(R"((Jan|Feb|Mar|Apr|May|Jun|Jul|Aug|Sep|Oct|Nov|Dec) \d\d, \d{4} )"
                         R"(([01]\d|2[0-3]):[0-5]\d:[0-6]\d)")))
@@ -132,7 +184,7 @@ TEST(PlatformUtility, TimeInTheClassicLocaleAndUserFromThePasswordDatabase) {
   EXPECT_EQ(utility.getPlatformCurrentTime(std::string(300, 'x')), std::string(300, 'x'));
   std::string const name = utility.getPlatformUserName();
   EXPECT_FALSE(name.empty());
-  ScopedEnv const user("USER", "someone-else");
+  ScopedEnv const user(kWindows ? "USERNAME" : "USER", "someone-else");
   EXPECT_EQ(utility.getPlatformUserName(), name);
 }
 

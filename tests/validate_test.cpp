@@ -5,9 +5,6 @@
 #include <stdexcept>
 #include <string>
 
-#include <sys/stat.h>
-#include <unistd.h>
-
 #include <gtest/gtest.h>
 
 #include "install/cpputil/logger.hpp"
@@ -64,13 +61,14 @@ TEST(ValidateRfile, NeedsAReadableFileOfOneByteOrMore) {
   std::filesystem::create_directory(scratch / "folder");
   testing::write_file(scratch / "folder/caf\xC3\xA9", "x");
   testing::write_file(scratch / "empty", "");
-  EXPECT_TRUE(validate_rfile(scratch.path().string() + "//folder///caf\xC3\xA9"));
+  EXPECT_TRUE(validate_rfile(scratch.path().u8string() + "//folder///caf\xC3\xA9"));
   for (std::string const& path :
        {scratch / "empty", scratch / "missing", std::string(), scratch / "folder"}) {
     EXPECT_FALSE(validate_rfile(path)) << path;
   }
-  if (::geteuid() != 0) {  // root reads whatever the mode says
-    ::chmod((scratch / "folder/caf\xC3\xA9").c_str(), 0);
+  if (testing::permissions_bind()) {
+    std::filesystem::permissions(testing::fs_path(scratch / "folder/caf\xC3\xA9"),
+                                 std::filesystem::perms::none);
     EXPECT_FALSE(validate_rfile(scratch / "folder/caf\xC3\xA9"));
   }
 }

@@ -3,56 +3,176 @@
 #include <cstdlib>
 #include <fstream>
 #include <iterator>
+#include <random>
 #include <stdexcept>
 
+#if defined(_WIN32)
+#include <windows.h>
+#else
+#include <fcntl.h>
+#include <pwd.h>
+#include <unistd.h>
+#endif
+
 namespace install::cpputil::testing {
+
+namespace fs = std::filesystem;
+
+namespace {
+
+void set_variable(std::string const& name, std::optional<std::string> const& value) {
+#if defined(_WIN32)
+  ::_putenv_s(name.c_str(), value ? value->c_str() : "");  // also the process's own block
+#else
+  if (value) {
+    ::setenv(name.c_str(), value->c_str(), 1);  // NOLINT(concurrency-mt-unsafe)
+  } else {
+    ::unsetenv(name.c_str());  // NOLINT(concurrency-mt-unsafe)
+  }
+#endif
+}
+
+}  // namespace
 
 ScopedEnv::ScopedEnv(std::string name, std::optional<std::string> const& value)
     : name_(std::move(name)) {
   if (char const* old = std::getenv(name_.c_str())) {  // NOLINT(concurrency-mt-unsafe)
     saved_ = old;
   }
-  if (value) {
-    ::setenv(name_.c_str(), value->c_str(), 1);  // NOLINT(concurrency-mt-unsafe)
-  } else {
-    ::unsetenv(name_.c_str());  // NOLINT(concurrency-mt-unsafe)
-  }
+  set_variable(name_, value);
 }
 
-ScopedEnv::~ScopedEnv() {
-  if (saved_) {
-    ::setenv(name_.c_str(), saved_->c_str(), 1);  // NOLINT(concurrency-mt-unsafe)
-  } else {
-    ::unsetenv(name_.c_str());  // NOLINT(concurrency-mt-unsafe)
-  }
-}
+ScopedEnv::~ScopedEnv() { set_variable(name_, saved_); }
 
 ScratchDir::ScratchDir() {
-  std::string pattern = (std::filesystem::temp_directory_path() / "cpputil-test-XXXXXX").string();
-  if (::mkdtemp(pattern.data()) == nullptr) {
-    throw std::runtime_error("mkdtemp failed for " + pattern);
+  std::random_device seed;
+  for (int attempt = 0; attempt < 100; ++attempt) {
+    path_ = fs::temp_directory_path() / ("cpputil-test-" + std::to_string(seed()));
+    if (fs::create_directory(path_)) {
+      return;
+    }
   }
-  path_ = pattern;
+  throw std::runtime_error("no fresh scratch folder in " + fs::temp_directory_path().u8string());
 }
 
 ScratchDir::~ScratchDir() {
   std::error_code ignored;
   // Tests may leave read-only folders behind; make them writable so they can go.
-  for (auto it = std::filesystem::recursive_directory_iterator(path_, ignored);
-       it != std::filesystem::recursive_directory_iterator(); it.increment(ignored)) {
-    std::filesystem::permissions(it->path(), std::filesystem::perms::owner_all,
-                                 std::filesystem::perm_options::add, ignored);
+  for (auto it = fs::recursive_directory_iterator(path_, ignored);
+       it != fs::recursive_directory_iterator(); it.increment(ignored)) {
+    fs::permissions(it->path(), fs::perms::owner_all, fs::perm_options::add, ignored);
   }
-  std::filesystem::remove_all(path_, ignored);
+  fs::remove_all(path_, ignored);
 }
 
-std::string read_file(std::filesystem::path const& path) {
-  std::ifstream in(path, std::ios::binary);
+std::string ScratchDir::operator/(std::string const& name) const {
+  return (path_ / fs_path(name)).u8string();
+}
+
+fs::path fs_path(std::string const& utf8) { return fs::u8path(utf8); }
+
+std::string native_separators(std::string text) {
+#if defined(_WIN32)
+  for (char& c : text) {
+    c = c == '/' ? '\\' : c;
+  }
+#endif
+  return text;
+}
+
+std::string user_name() {
+#if defined(_WIN32)
+  wchar_t name[257] = {};
+  DWORD size = sizeof name / sizeof name[0];
+  return ::GetUserNameW(name, &size) != 0 ? fs::path(name).u8string() : std::string();
+#else
+  passwd const* entry = ::getpwuid(::geteuid());  // NOLINT(concurrency-mt-unsafe)
+  return entry != nullptr ? entry->pw_name : "";
+#endif
+}
+
+bool permissions_bind() {
+#if defined(_WIN32)
+  return false;
+#else
+  return ::geteuid() != 0;
+#endif
+}
+
+fs::path self_path() {
+#if defined(_WIN32)
+  std::wstring name(32768, L'\0');
+  name.resize(::GetModuleFileNameW(nullptr, name.data(), static_cast<DWORD>(name.size())));
+  return name;
+#else
+  return fs::read_symlink("/proc/self/exe");
+#endif
+}
+
+std::vector<bool> open_files_in(fs::path const& folder) {
+  std::vector<bool> inherited;
+#if defined(_WIN32)
+  // Handles are small multiples of four; each one on a file names it.
+  for (std::uintptr_t value = 4; value < 0x10000; value += 4) {
+    auto* const handle = reinterpret_cast<HANDLE>(value);  // NOLINT(performance-no-int-to-ptr)
+    DWORD flags = 0;
+    std::wstring name(32768, L'\0');
+    if (::GetHandleInformation(handle, &flags) == 0 || ::GetFileType(handle) != FILE_TYPE_DISK) {
+      continue;
+    }
+    name.resize(::GetFinalPathNameByHandleW(handle, name.data(), 32768, FILE_NAME_NORMALIZED));
+    std::wstring const parent =
+        fs::path(name.substr(name.rfind(L"\\\\?\\", 0) == 0 ? 4 : 0)).parent_path().wstring();
+    std::wstring const wanted = folder.wstring();
+    if (::CompareStringOrdinal(parent.c_str(), -1, wanted.c_str(), -1, TRUE) == CSTR_EQUAL) {
+      inherited.push_back((flags & HANDLE_FLAG_INHERIT) != 0);
+    }
+  }
+#else
+  for (auto const& entry : fs::directory_iterator("/proc/self/fd")) {
+    std::error_code ignored;
+    if (fs::read_symlink(entry.path(), ignored).parent_path() == folder) {
+      inherited.push_back((::fcntl(std::stoi(entry.path().filename()), F_GETFD) & FD_CLOEXEC) == 0);
+    }
+  }
+#endif
+  return inherited;
+}
+
+bool make_symlink(std::string const& target, std::string const& link) {
+#if defined(_WIN32)
+  // libstdc++ makes no links on Windows; unprivileged users need developer mode for them, and
+  // Wine answers success without making one.
+  ::CreateSymbolicLinkW(fs_path(link).c_str(), fs_path(target).c_str(),
+                        SYMBOLIC_LINK_FLAG_ALLOW_UNPRIVILEGED_CREATE);
+  DWORD const attributes = ::GetFileAttributesW(fs_path(link).c_str());
+  return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0;
+#else
+  std::error_code error;
+  fs::create_symlink(target, link, error);
+  return !error;
+#endif
+}
+
+#if defined(_WIN32)
+std::string missing_drive() {
+  DWORD const drives = ::GetLogicalDrives();
+  for (char letter = 'Z'; letter >= 'D'; --letter) {
+    if ((drives & (1U << static_cast<unsigned>(letter - 'A'))) == 0) {
+      return std::string(1, letter) + ":\\";
+    }
+  }
+  return {};
+}
+#endif
+
+std::string read_file(std::string const& path) {
+  std::ifstream in(fs_path(path), std::ios::binary);
   return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
 }
 
-void write_file(std::filesystem::path const& path, std::string const& content) {
-  std::ofstream(path, std::ios::binary) << content;
+void write_file(std::string const& path, std::string const& content) {
+  std::ofstream(fs_path(path), std::ios::binary) << content;
 }
 
 }  // namespace install::cpputil::testing

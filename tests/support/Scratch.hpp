@@ -1,15 +1,24 @@
 // Process-state helpers for tests: environment variables restored on exit, scratch folders
-// removed on exit, small file utilities.
+// removed on exit, small file utilities. Path texts are UTF-8 on every system.
 #ifndef INSTALL_CPPUTIL_TESTS_SUPPORT_SCRATCH_HPP
 #define INSTALL_CPPUTIL_TESTS_SUPPORT_SCRATCH_HPP
 
 #include <filesystem>
 #include <optional>
 #include <string>
+#include <vector>
 
 namespace install::cpputil::testing {
 
+/// The variable that names the temporary folder: TMP on Windows, TMPDIR elsewhere.
+#if defined(_WIN32)
+inline constexpr char const* kTempVariable = "TMP";
+#else
+inline constexpr char const* kTempVariable = "TMPDIR";
+#endif
+
 /// Sets (or, with nullopt, unsets) a variable and restores the previous state on destruction.
+/// Windows cannot hold an empty value: setting "" unsets the variable there.
 class ScopedEnv {
  public:
   ScopedEnv(std::string name, std::optional<std::string> const& value);
@@ -31,15 +40,37 @@ class ScratchDir {
   ScratchDir& operator=(ScratchDir const&) = delete;
 
   std::filesystem::path const& path() const { return path_; }
-  /// path() / name, as a string.
-  std::string operator/(std::string const& name) const { return (path_ / name).string(); }
+  /// path() / name, as UTF-8 text.
+  std::string operator/(std::string const& name) const;
 
  private:
   std::filesystem::path path_;
 };
 
-std::string read_file(std::filesystem::path const& path);
-void write_file(std::filesystem::path const& path, std::string const& content);
+/// The file-system path of a UTF-8 path text.
+std::filesystem::path fs_path(std::string const& utf8);
+/// The text with each '/' made the system's separator, as the library writes paths.
+std::string native_separators(std::string text);
+/// The user's name as the system tells it, which the default log's name holds.
+std::string user_name();
+/// Whether permission bits can keep this process from a file: not for root, and not on Windows,
+/// where the read-only attribute is all there is.
+bool permissions_bind();
+/// This program's own file.
+std::filesystem::path self_path();
+/// The files this process holds open in `folder`, each as whether a child process would
+/// inherit it.
+std::vector<bool> open_files_in(std::filesystem::path const& folder);
+/// A symbolic link at `link` to `target`; false when the system does not let us make one.
+bool make_symlink(std::string const& target, std::string const& link);
+
+#if defined(_WIN32)
+/// The root of a drive letter that names no drive, such as "Q:\\"; empty when all are taken.
+std::string missing_drive();
+#endif
+
+std::string read_file(std::string const& path);
+void write_file(std::string const& path, std::string const& content);
 
 }  // namespace install::cpputil::testing
 

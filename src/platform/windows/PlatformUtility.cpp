@@ -57,10 +57,12 @@ std::string PlatformUtility::getPlatformCurrentTime(std::string const& pattern) 
   while (!format.empty() && text.size() <= kMaxTimeText) {
     std::size_t const length =
         ::_wcsftime_l(text.data(), text.size(), format.c_str(), &local, classic_locale());
-    if (length > 0) {
+    // Some runtimes fill the buffer and answer its length rather than 0: a full buffer may be
+    // cut short too.
+    if (length > 0 && length + 1 < text.size()) {
       return ustring_to_utf8(ustring(text.begin(), text.begin() + static_cast<long>(length)));
     }
-    text.resize(text.size() * 4);  // 0 means the text did not fit (or is really empty)
+    text.resize(text.size() * 4);
   }
   return {};
 }
