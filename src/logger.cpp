@@ -39,16 +39,13 @@ Path current_destination() {
 
 bool has_destination() { return !current_destination().empty(); }
 
-ustring add_time_stamp(ustring const& message) {
-  ustring const stamp =
-      utf8_to_ustring(platform::PlatformUtility().getPlatformCurrentTime(kTimeStampPattern));
-  ustring line;
-  line.reserve(stamp.size() + message.size() + 3);
-  line += u'(';
-  line += stamp;
-  line += u") ";
-  line += message;
-  return line;
+// "(" + time stamp + ") ", in UTF-8: the prefix of every record.
+std::string time_stamp_prefix() {
+  std::string stamp = platform::PlatformUtility().getPlatformCurrentTime(kTimeStampPattern);
+  text::make_well_formed_utf8(stamp);
+  stamp.insert(stamp.begin(), '(');
+  stamp += ") ";
+  return stamp;
 }
 
 Path default_log_file() {
@@ -59,11 +56,11 @@ Path default_log_file() {
   return Path(text);
 }
 
-// Turns the UTF-8 message into its record in place: the time stamp before it, a line feed
-// after it. The prefix converts apart to the same bytes: it ends in a blank, which no surrogate
-// pairs with.
+// Turns the UTF-8 message into its record in place, so that a large one is not copied. The
+// prefix converts apart to the same bytes as with the message: it ends in a blank, which no
+// surrogate pairs with.
 void stamp_record(std::string& u8message) {
-  u8message.insert(0, ustring_to_utf8(add_time_stamp(ustring())));
+  u8message.insert(0, time_stamp_prefix());
   u8message.push_back('\n');
 }
 
