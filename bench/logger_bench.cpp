@@ -1,6 +1,7 @@
 // append_message against its floor: a C loop that stamps the same record and opens, writes and
 // closes the file for each one. spdlog's file sink, flushed on every record but kept open, is
 // there for context. Every file lives in a scratch folder that is removed at the end.
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -12,6 +13,7 @@
 #include <string>
 
 #include <fcntl.h>
+#include <sys/file.h>
 #include <unistd.h>
 
 #include <benchmark/benchmark.h>
@@ -35,8 +37,9 @@ fs::path& scratch() {
 
 std::string file_in_scratch(char const* name) { return (scratch() / name).string(); }
 
-// The whole record in one write, as append_message does. The mutex gives the floor the same
-// guarantee as ours when threads share the file: time stamps never go back along it.
+// The whole record in one write, as append_message does. The mutex and the file lock give the
+// floor the same guarantee as ours when threads and processes share the file: time stamps never
+// go back along it.
 std::mutex floor_mutex;
 void c_floor_append(char const* path, char const* message, std::size_t length) {
   std::lock_guard<std::mutex> const lock(floor_mutex);
@@ -53,6 +56,7 @@ void c_floor_append(char const* path, char const* message, std::size_t length) {
   record[size++] = '\n';
   int const fd = ::open(path, O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0666);  // NOLINT
   if (fd >= 0) {
+    ::flock(fd, LOCK_EX);
     benchmark::DoNotOptimize(::write(fd, record, size));
     ::close(fd);
   }
@@ -119,6 +123,48 @@ void BM_AppendMessageMemory(benchmark::State& state) {
       static_cast<double>((after - before) * ::sysconf(_SC_PAGESIZE) / 1024);
 }
 
+// The peak of the resident set while a large file is copied into the log, as a multiple of the
+// file's size. Counted from a reset of the peak (/proc/self/clear_refs), so earlier benchmarks
+// do not weigh in; the page cache is not part of the resident set.
+long resident_kb(char const* field) {
+  std::ifstream status("/proc/self/status");
+  for (std::string line; std::getline(status, line);) {
+    if (line.rfind(field, 0) == 0) {
+      return std::stol(line.substr(std::strlen(field)));
+    }
+  }
+  return -1;
+}
+
+void BM_AppendFilePeakMemory(benchmark::State& state) {
+  std::string const file = file_in_scratch("large.txt");
+  {
+    std::ofstream out(file, std::ios::binary);
+    std::string const line(99, 'x');
+    for (std::int64_t written = 0; written < state.range(0) << 20; written += 100) {
+      out << line << '\n';
+    }
+  }
+  double peak_ratio = 0;
+  for (auto _ : state) {
+    fs::resize_file(file_in_scratch("ours.log"), 0);
+    std::ofstream("/proc/self/clear_refs") << "5";
+    long const before = resident_kb("VmRSS:");
+    logger::append_file(file);
+    long const peak = resident_kb("VmHWM:");
+    peak_ratio =
+        static_cast<double>(peak - before) * 1024 / static_cast<double>(fs::file_size(file));
+  }
+  state.counters["peak_per_file_size"] = peak_ratio;
+  fs::remove(file);
+  fs::resize_file(file_in_scratch("ours.log"), 0);
+}
+
+BENCHMARK(BM_AppendFilePeakMemory)
+    ->Arg(64)
+    ->Iterations(2)
+    ->UseRealTime()
+    ->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_CFloor)->Threads(1)->Threads(2)->Threads(4)->UseRealTime();
 BENCHMARK(BM_AppendMessageUtf8)->Threads(1)->Threads(2)->Threads(4)->UseRealTime();
 BENCHMARK(BM_AppendMessageUtf16)->UseRealTime();

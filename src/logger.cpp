@@ -1,5 +1,6 @@
 #include "install/cpputil/logger.hpp"
 
+#include <cstdint>
 #include <memory>
 #include <mutex>
 #include <stdexcept>
@@ -9,15 +10,12 @@
 #include "platform/PlatformUtility.hpp"
 #include "platform/file.hpp"
 #include "platform/path.hpp"
+#include "text.hpp"
 #include "trace/trace.hpp"
 
 namespace install::cpputil::logger {
 namespace {
 
-// UTF-16 pieces are traced through ustring_to_utf8, not Boost.Log's own conversion: that one
-// throws on an unpaired surrogate, which would make a bad message or path an error for the
-// caller (and std::terminate in ~Logger) whenever tracing is on. Well-formed text gives the
-// same bytes either way.
 trace::DiagnosticLogger channel("install::cpputil::logger");
 
 Path destination_file;
@@ -27,6 +25,12 @@ std::unique_ptr<platform::PlatformUtility> const platform_utility =
     std::make_unique<platform::PlatformUtility>();
 
 constexpr char const* kTimeStampPattern = "%b %d, %Y %H:%M:%S";
+constexpr char const* kLostRecord = "failed to open destination_file for u8msg ";
+
+// UTF-16 pieces reach the record stream, which converts them under its own locale. An unpaired
+// surrogate becomes U+FFFD first: Boost 1.74's conversion throws on a lone low surrogate and
+// never returns on a trailing high one.
+ustring traced(ustring const& text) { return text::well_formed_utf16(text); }
 
 Path current_destination() {
   std::lock_guard<std::mutex> const lock(destination_mutex);
@@ -35,16 +39,13 @@ Path current_destination() {
 
 bool has_destination() { return !current_destination().empty(); }
 
-ustring add_time_stamp(ustring const& message) {
-  ustring const stamp =
-      utf8_to_ustring(platform::PlatformUtility().getPlatformCurrentTime(kTimeStampPattern));
-  ustring line;
-  line.reserve(stamp.size() + message.size() + 3);
-  line += u'(';
-  line += stamp;
-  line += u") ";
-  line += message;
-  return line;
+// "(" + time stamp + ") ", in UTF-8: the prefix of every record.
+std::string time_stamp_prefix() {
+  std::string stamp = platform::PlatformUtility().getPlatformCurrentTime(kTimeStampPattern);
+  text::make_well_formed_utf8(stamp);
+  stamp.insert(stamp.begin(), '(');
+  stamp += ") ";
+  return stamp;
 }
 
 Path default_log_file() {
@@ -55,28 +56,38 @@ Path default_log_file() {
   return Path(text);
 }
 
-// The time-stamped record as written. Only the stamp is taken here, under destination_mutex,
-// so that stamps never decrease along the file; the message was converted before the lock.
-// Converting the prefix apart gives the same bytes: it ends in a blank, which no surrogate
-// pairs with.
-std::string stamped_record(std::string const& u8message) {
-  std::string record = ustring_to_utf8(add_time_stamp(ustring()));
-  record.reserve(record.size() + u8message.size() + 1);
-  record += u8message;
-  record += '\n';
-  return record;
+// Turns the UTF-8 message into its record in place, so that a large one is not copied. The
+// prefix converts apart to the same bytes as with the message: it ends in a blank, which no
+// surrogate pairs with.
+void stamp_record(std::string& u8message) {
+  u8message.insert(0, time_stamp_prefix());
+  u8message.push_back('\n');
 }
 
-// Called with destination_mutex held. The whole record goes out in one write, so that other
-// processes appending to the same file cannot split it either.
-void write_record(ustring const& path, platform::File::Accept accept, std::string record) {
-  platform::File file = platform::File::open_append(path, accept);
-  if (!file.is_open()) {
-    record.pop_back();
-    CPPUTIL_TRACE(channel, trace::detail) << "failed to open destination_file for u8msg " << record;
-    return;
+[[gnu::cold]] void trace_lost(std::string& record) {
+  record.pop_back();
+  CPPUTIL_TRACE(channel, trace::detail) << kLostRecord << record;
+}
+
+// Writes one well-formed UTF-8 message as a record. Within the process destination_mutex, and
+// across processes the log file's own lock, are held from the time stamp to the end of the
+// write, so records never interleave and stamps never decrease along the file.
+void write_record(std::string u8message) {
+  std::lock_guard<std::mutex> const lock(destination_mutex);
+  bool const to_default = destination_file.empty();
+  // Refuse whatever another user may have planted in the shared temporary folder.
+  platform::File file = to_default
+                            ? platform::File::open_append(default_log_file().text(),
+                                                          platform::File::Accept::own_regular_file)
+                            : platform::File::open_append(destination_file.text());
+  if (file.is_open()) {
+    // A file system without locks still gets the record, ordered within the process.
+    static_cast<void>(file.lock());
   }
-  static_cast<void>(file.append_whole(record));  // a full disk loses the record, as a failed open
+  stamp_record(u8message);
+  if (!file.is_open() || !file.append_whole(u8message)) {
+    trace_lost(u8message);
+  }
 }
 
 [[noreturn]] void fail_to_set(std::string const& message) {
@@ -88,21 +99,21 @@ void unset_destination() {
   Path const current = current_destination();
   if (current.empty()) {
     CPPUTIL_TRACE(channel, trace::detail)
-        << "no destination, keep last \"" << last_destination_file.string() << '"';
+        << "no destination, keep last \"" << traced(last_destination_file.text()) << '"';
     return;
   }
   // Records are closed as they are written; the flush is a trace only.
   CPPUTIL_TRACE(channel, trace::event) << "flush destination";
   last_destination_file = current;
   CPPUTIL_TRACE(channel, trace::detail)
-      << " last_destination_file.string()=" << last_destination_file.string();
+      << " last_destination_file.string()=" << traced(last_destination_file.text());
   CPPUTIL_TRACE(channel, trace::event) << "unset destination";
   std::lock_guard<std::mutex> const lock(destination_mutex);
   destination_file = Path();
 }
 
 void set_destination(Path const& new_destination) {
-  CPPUTIL_TRACE(channel, trace::detail) << "set destination" << new_destination.string();
+  CPPUTIL_TRACE(channel, trace::detail) << "set destination" << traced(new_destination.text());
   ustring const parent = platform::extract_parent_path(new_destination.text());
   if (!parent.empty()) {
     try {
@@ -131,8 +142,8 @@ void set_destination(Path const& new_destination) {
   Path const old_destination = current_destination();
   if (!old_destination.empty()) {
     CPPUTIL_TRACE(channel, trace::detail)
-        << " destination_file.string()=" << old_destination.string()
-        << " ofile.string()=" << new_destination.string();
+        << " destination_file.string()=" << traced(old_destination.text())
+        << " ofile.string()=" << traced(new_destination.text());
     append_message(reset_destination_message + old_destination.text() + u" to " +
                    new_destination.text());
     unset_destination();
@@ -141,7 +152,7 @@ void set_destination(Path const& new_destination) {
   std::lock_guard<std::mutex> const lock(destination_mutex);
   destination_file = new_destination;
   CPPUTIL_TRACE(channel, trace::detail)
-      << " destination_file.string()=" << destination_file.string();
+      << " destination_file.string()=" << traced(destination_file.text());
 }
 
 }  // namespace
@@ -162,21 +173,9 @@ Path const& get_destination() {
 }
 
 void append_message(ustring const& message) {
-  std::string const u8message = ustring_to_utf8(message);
-  CPPUTIL_TRACE(channel, trace::detail) << " msg=" << u8message;
-  if (message.empty()) {
-    return;
-  }
-  // One critical section decides between the destination and the default file and writes:
-  // a destination cleared by another thread in between must not swallow the record.
-  std::lock_guard<std::mutex> const lock(destination_mutex);
-  std::string record = stamped_record(u8message);
-  if (destination_file.empty()) {
-    // Refuse links: the shared temporary folder lets anyone plant one at this name.
-    write_record(default_log_file().text(), platform::File::Accept::own_regular_file,
-                 std::move(record));
-  } else {
-    write_record(destination_file.text(), platform::File::Accept::any, std::move(record));
+  CPPUTIL_TRACE(channel, trace::detail) << " msg=" << traced(message);
+  if (!message.empty()) {
+    write_record(ustring_to_utf8(message));
   }
 }
 
@@ -192,11 +191,17 @@ void append_file(ustring const& file) {
     throw std::runtime_error("The file does not exist.");
   }
   std::string const name = ustring_to_utf8(file);
-  std::string text = "Content of the file " + name + "\n";
   platform::File input = platform::File::open_read(file);
   if (!input.is_open()) {
     throw std::runtime_error("append_file: Cannot open file.");
   }
+  // The copy is built once, in UTF-8, with room for its framing and time stamp, and becomes the
+  // record in place: the bytes of a round trip through UTF-16 without its memory.
+  std::string text;
+  if (std::int64_t const size = input.size(); size > 0) {
+    text.reserve(static_cast<std::size_t>(size) + 2 * name.size() + 96);
+  }
+  text.append("Content of the file ").append(name).push_back('\n');
   platform::LineReader reader(input);
   std::string line;
   while (reader.next(line)) {
@@ -205,9 +210,10 @@ void append_file(ustring const& file) {
     CPPUTIL_TRACE(channel, trace::detail) << " line=" << line;
   }
   input.close();
-  text += "End of the file ";
-  text += name;
-  append_message(utf8_to_ustring(text));
+  text.append("End of the file ").append(name);
+  text::make_well_formed_utf8(text);
+  CPPUTIL_TRACE(channel, trace::detail) << " msg=" << utf8_to_ustring(text);
+  write_record(std::move(text));
 }
 
 void append_file(std::string const& file) { append_file(utf8_to_ustring(file)); }

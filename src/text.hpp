@@ -4,6 +4,7 @@
 #define INSTALL_CPPUTIL_SRC_TEXT_HPP
 
 #include <cstddef>
+#include <string>
 #include <string_view>
 
 namespace install::cpputil::text {
@@ -25,6 +26,13 @@ bool keeps_line(std::string_view line) noexcept;
 /// Copies the leading ASCII bytes of `bytes` into `out`, one unit per byte, and returns how many
 /// there were. `out` has room for bytes.size() units; those past the count may be overwritten.
 std::size_t widen_ascii(std::string_view bytes, char16_t* out) noexcept;
+
+/// Replaces each maximal ill-formed subpart by U+FFFD, in place: the bytes that a round trip
+/// through UTF-16 gives, without the round trip's memory.
+void make_well_formed_utf8(std::string& bytes);
+
+/// The text with each unpaired surrogate replaced by U+FFFD.
+std::u16string well_formed_utf16(std::u16string const& text);
 
 }  // namespace install::cpputil::text
 

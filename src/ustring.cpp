@@ -175,3 +175,58 @@ std::string ustring_to_utf8(ustring const& text) {
 std::string to_string(ustring const& text) { return ustring_to_utf8(text); }
 
 }  // namespace install::cpputil
+
+namespace install::cpputil::text {
+
+void make_well_formed_utf8(std::string& bytes) {
+  auto const* const begin = reinterpret_cast<unsigned char const*>(bytes.data());
+  auto const* const end = begin + bytes.size();
+  auto const* at = begin;
+  std::size_t length = 0;
+  // Most text is well formed: find the first ill-formed subpart before copying anything.
+  while (at < end) {
+    if (*at < 0x80) {
+      ++at;
+    } else if (decode_one(at, end, length) != kReplacement ||
+               (length == 3 && at[0] == 0xEF && at[1] == 0xBF && at[2] == 0xBD)) {
+      at += length;  // a U+FFFD of the text itself is well formed
+    } else {
+      break;
+    }
+  }
+  if (at == end) {
+    return;
+  }
+  std::string fixed(bytes.data(), static_cast<std::size_t>(at - begin));
+  fixed.reserve(bytes.size() + 16);
+  while (at < end) {
+    if (*at < 0x80) {
+      fixed.push_back(static_cast<char>(*at++));
+      continue;
+    }
+    char32_t const cp = decode_one(at, end, length);
+    if (cp == kReplacement) {
+      fixed.append("\xEF\xBF\xBD");
+    } else {
+      fixed.append(reinterpret_cast<char const*>(at), length);
+    }
+    at += length;
+  }
+  bytes = std::move(fixed);
+}
+
+ustring well_formed_utf16(ustring const& text) {
+  ustring fixed = text;
+  for (std::size_t i = 0; i < fixed.size(); ++i) {
+    char16_t const unit = fixed[i];
+    if (unit >= 0xD800 && unit <= 0xDBFF && i + 1 < fixed.size() && fixed[i + 1] >= 0xDC00 &&
+        fixed[i + 1] <= 0xDFFF) {
+      ++i;  // a pair
+    } else if (unit >= 0xD800 && unit <= 0xDFFF) {
+      fixed[i] = kReplacement;
+    }
+  }
+  return fixed;
+}
+
+}  // namespace install::cpputil::text

@@ -1,10 +1,12 @@
 #include "install/cpputil/logger.hpp"
 
 #include <filesystem>
+#include <locale>
 #include <memory>
 #include <regex>
 #include <stdexcept>
 #include <string>
+#include <thread>
 #include <tuple>
 #include <utility>
 
@@ -195,6 +197,38 @@ TEST_F(LoggerTest, RecordsAreStampedUtf8LinesAndBothFormsWriteTheSame) {
     std::string const traced = "4  msg=" + ustring_to_utf8(message) + "\n";
     EXPECT_EQ(traces(), traced + traced);
   }
+}
+
+// Writes UTF-16 as Latin-1, and refuses a 'q'.
+class Latin1 : public std::codecvt<char16_t, char, std::mbstate_t> {
+ protected:
+  result do_out(state_type& /*state*/, char16_t const* from, char16_t const* from_end,
+                char16_t const*& from_next, char* to, char* to_end, char*& to_next) const override {
+    for (; from != from_end && to != to_end; ++from, ++to) {
+      if (*from == u'q') {
+        throw std::range_error("no q");
+      }
+      *to = static_cast<char>(*from);
+    }
+    from_next = from;
+    to_next = to;
+    return from == from_end ? ok : partial;
+  }
+};
+
+// The record stream converts UTF-16 pieces under its own locale, and a failing conversion
+// reaches the caller before anything is recorded or written. A new thread gets a new stream.
+TEST_F(LoggerTest, TracedUtf16IsConvertedByTheRecordStream) {
+  Logger const l("converted.log");
+  capture_.clear();
+  std::thread([] {
+    std::locale const saved = std::locale::global(std::locale(std::locale::classic(), new Latin1));
+    logger::append_message(u"caf\u00E9");
+    EXPECT_THROW(logger::append_message(u"quit"), std::range_error);
+    std::locale::global(saved);
+  }).join();
+  EXPECT_EQ(traces(), "4  msg=caf\xE9\n");
+  EXPECT_EQ(log_of("converted.log"), "(T) caf\xC3\xA9\n");
 }
 
 TEST_F(LoggerTest, DefaultLogIsPerUserInTheTemporaryFolderAndNeverFollowsALink) {

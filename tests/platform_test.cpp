@@ -155,6 +155,10 @@ TEST(FileSystem, FoldersAndFilesOpenedCloseOnExec) {
     EXPECT_TRUE(platform::File::open_append(u16(dir / "log")).append_whole(text));
   }
   EXPECT_EQ(testing::read_file(dir / "log"), "one\ntwo\n");
+  ustring const with_nul = u16(dir / "log") + ustring(1, u'\0') + u"x";  // names no file
+  EXPECT_FALSE(platform::exists(Path(with_nul)));
+  EXPECT_FALSE(platform::File::open_read(with_nul).is_open());
+  EXPECT_FALSE(platform::File::open_append(with_nul).is_open());
   EXPECT_THROW(platform::create_directories(Path(u16(dir / "log/sub"))), std::system_error);
   EXPECT_FALSE(platform::File::open_append(u16(dir / "missing/log")).is_open());
   EXPECT_FALSE(platform::File::open_read(u16(dir.path().u8string())).is_open());

@@ -56,6 +56,27 @@ std::string user_name();
 /// Whether permission bits can keep this process from a file: not for root, and not on Windows,
 /// where the read-only attribute is all there is.
 bool permissions_bind();
+/// A program started with its arguments (the first names the program), sharing this process's
+/// standard streams on POSIX.
+class Process {
+ public:
+  explicit Process(std::vector<std::string> const& command);
+  Process(Process&& other) noexcept;
+  Process& operator=(Process&&) = delete;
+  Process(Process const&) = delete;
+  Process& operator=(Process const&) = delete;
+  ~Process();
+  /// Waits for the end; its exit status, or -1 when it did not start or ended by a signal.
+  int wait();
+
+ private:
+#if defined(_WIN32)
+  void* handle_ = nullptr;
+#else
+  int pid_ = -1;
+#endif
+};
+
 /// This program's own file.
 std::filesystem::path self_path();
 /// The files this process holds open in `folder`, each as whether a child process would

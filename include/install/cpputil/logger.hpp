@@ -2,10 +2,12 @@
 // whole files are appended. While no destination is set, messages go to the per-user default
 // file "zembrak_<user>.log" in the temporary folder.
 //
-// Threads: any thread may append. One mutex guards the destination and is held from composing
-// a record to closing the file, so records never interleave and their time stamps never
-// decrease along the file. Logger construction and destruction, and the detail functions, are
-// made by one thread at a time. Traces go to the channel "install::cpputil::logger".
+// Threads: any thread may append. One mutex guards the destination, and an advisory lock on the
+// log file orders the records of other processes too: each is taken from composing a record to
+// closing the file, so records never interleave and their time stamps never decrease along the
+// file (only a clock set back can make them). Logger construction and destruction, and the
+// detail functions, are made by one thread at a time. Traces go to the channel
+// "install::cpputil::logger".
 #ifndef INSTALL_CPPUTIL_LOGGER_HPP
 #define INSTALL_CPPUTIL_LOGGER_HPP
 
@@ -45,12 +47,16 @@ class INSTALL_CPPUTIL_EXPORT Logger {
   Logger& operator=(Logger&&) = delete;
 };
 
-/// The destination in force; empty when none is set.
+/// The destination in force; empty when none is set. The reference is to the library's own
+/// state: read it (or copy it) only while no Logger is being made or ended on another thread,
+/// since replacing the destination changes the object under the reference.
 INSTALL_CPPUTIL_EXPORT Path const& get_destination();
 
 /// Appends "(<time stamp>) <message>\n" in UTF-8 to the destination, or to the default file
-/// while none is set. An empty message writes nothing. A file that cannot be opened loses the
-/// record and is only traced; the caller never gets a write error.
+/// while none is set. An empty message writes nothing. A record is in the file whole or not at
+/// all: one that cannot be written (no file, a full disk, a size limit) is lost and only traced;
+/// the caller never gets a write error. The default file is written only when it is a regular
+/// file of the effective user (or new); anything else planted at its name is refused.
 INSTALL_CPPUTIL_EXPORT void append_message(ustring const& message);
 /// `message` is UTF-8.
 INSTALL_CPPUTIL_EXPORT void append_message(std::string const& message);
@@ -65,6 +71,7 @@ INSTALL_CPPUTIL_EXPORT void append_file(Path const& file);
 
 namespace detail {
 /// The destination most recently retired; empty at start and after forget_last_destination.
+/// Unguarded: read it only while no Logger is being made or ended on another thread.
 INSTALL_CPPUTIL_EXPORT Path const& get_last_destination();
 INSTALL_CPPUTIL_EXPORT void forget_last_destination();
 }  // namespace detail

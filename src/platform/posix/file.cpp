@@ -12,8 +12,7 @@
 namespace install::cpputil::platform {
 namespace {
 
-// Non-blocking, so that a FIFO planted where a file is expected cannot hold the caller; the
-// flag is dropped once open, so reads and writes behave as usual afterwards.
+// Non-blocking, so that a FIFO planted where a file is expected cannot hold the caller.
 int open_native(ustring const& path, int flags, mode_t mode = 0) {
   if (!is_nameable(path)) {
     return -1;
@@ -23,11 +22,12 @@ int open_native(ustring const& path, int flags, mode_t mode = 0) {
   do {
     fd = ::open(name.c_str(), flags | O_CLOEXEC | O_NONBLOCK, mode);
   } while (fd < 0 && errno == EINTR);
-  if (fd >= 0) {
-    ::fcntl(fd, F_SETFL, ::fcntl(fd, F_GETFL) & ~O_NONBLOCK);
-  }
   return fd;
 }
+
+// Once open, a pipe or device reads and writes as usual; for a regular file the flag means
+// nothing, which spares the system calls on the log's hot path.
+void make_blocking(int fd) { ::fcntl(fd, F_SETFL, ::fcntl(fd, F_GETFL) & ~O_NONBLOCK); }
 
 bool stat_of(int fd, struct stat& info) noexcept { return fd >= 0 && ::fstat(fd, &info) == 0; }
 
@@ -38,6 +38,9 @@ File File::open_read(ustring const& path) {
   struct stat info {};
   if (!stat_of(file.handle_, info) || S_ISDIR(info.st_mode)) {
     return {};
+  }
+  if (!S_ISREG(info.st_mode)) {
+    make_blocking(file.handle_);
   }
   return file;
 }
@@ -88,18 +91,26 @@ bool File::lock() noexcept {
 
 // NOLINTNEXTLINE(readability-make-member-function-const): writes to the file
 bool File::append_whole(std::string_view bytes) noexcept {
-  struct stat info {};
-  if (!stat_of(handle_, info)) {
-    return false;
-  }
+  bool checked = false;  // whether a non-blocking pipe or device was made blocking
   std::string_view rest = bytes;
   while (!rest.empty()) {
     ssize_t const written = ::write(handle_, rest.data(), rest.size());
     if (written > 0) {
       rest.remove_prefix(static_cast<std::size_t>(written));
-    } else if (written == 0 || errno != EINTR) {
-      if (rest.size() != bytes.size() && S_ISREG(info.st_mode)) {
-        while (::ftruncate(handle_, info.st_size) != 0 && errno == EINTR) {
+      continue;
+    }
+    int const error = errno;
+    struct stat info {};
+    bool const regular = stat_of(handle_, info) && S_ISREG(info.st_mode);
+    if (written < 0 && error == EAGAIN && !regular && !checked) {
+      make_blocking(handle_);
+      checked = true;
+    } else if (written == 0 || error != EINTR) {
+      if (regular && rest.size() != bytes.size()) {
+        // Under the lock nothing else was appended: the end, less what went out, is where the
+        // record began.
+        auto const begin = info.st_size - static_cast<off_t>(bytes.size() - rest.size());
+        while (::ftruncate(handle_, begin) != 0 && errno == EINTR) {
         }
       }
       return false;
