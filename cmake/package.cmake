@@ -65,9 +65,9 @@ set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS libboost-log-dev)
 set(CPACK_DEBIAN_TOOL_PACKAGE_SECTION utils)
 
 set(cpputil_about "install_cpputil is a C++ library for the components of a desktop software
-installer: the installation log, a cancel flag that reaches long-running work as an exception,
-the installer's input file, argument validation against rule strings, dotted version
-comparison, sandbox detection and the installer locale.")
+installer: the installation log, a cancel flag that reaches long-running work
+as an exception, the installer's input file, argument validation against rule
+strings, dotted version comparison, sandbox detection and the installer locale.")
 set(CPACK_COMPONENT_RUNTIME_DESCRIPTION "C++ utilities for software installers
 ${cpputil_about}
 
@@ -75,12 +75,13 @@ This package contains the shared library.")
 set(CPACK_COMPONENT_DEVELOPMENT_DESCRIPTION "C++ utilities for software installers - development files
 ${cpputil_about}
 
-This package contains the C++17 headers, the CMake package and the pkg-config file.")
+This package contains the C++17 headers, the CMake package and the pkg-config
+file.")
 set(CPACK_COMPONENT_TOOL_DESCRIPTION "installer utilities from the shell
 ${cpputil_about}
 
-This package contains install-cpputil, which offers these services to the shell-script parts
-of an installer.")
+This package contains install-cpputil, which offers these services to the
+shell-script parts of an installer, with its manual page and bash completion.")
 
 include(CPack)
 cpack_add_component(runtime DISPLAY_NAME "Shared library")
