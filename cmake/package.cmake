@@ -14,6 +14,7 @@ endif()
 # Machine-readable copyright file built from LICENSE: continuation lines start with a blank,
 # and an empty line is written " .".
 file(READ ${PROJECT_SOURCE_DIR}/LICENSE cpputil_license)
+set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/LICENSE)
 string(REGEX MATCH "Copyright \\(c\\) ([^\n]*)" cpputil_holder "${cpputil_license}")
 set(cpputil_holder "${CMAKE_MATCH_1}")
 string(FIND "${cpputil_license}" "Permission" cpputil_terms_begin)
