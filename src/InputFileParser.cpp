@@ -7,6 +7,7 @@
 #include <array>
 #include <cctype>
 #include <cstddef>
+#include <cstdint>
 #include <stdexcept>
 #include <string_view>
 #include <utility>
@@ -93,21 +94,90 @@ bool is_list_key(std::string const& lowered) {
   return std::find(listValuedKeys.begin(), listValuedKeys.end(), lowered) != listValuedKeys.end();
 }
 
-void store_setting(PropertyMap& map, std::string_view line, std::size_t equals, Scratch& scratch) {
-  make_key(line.substr(0, equals), scratch);
-  // Lower-case ASCII survives the round trip through UTF-16 unchanged and nothing else can
-  // become a list key's name, so the lowered bytes answer for the converted key.
-  if (scratch.key_bytes.empty() || is_list_key(scratch.key_bytes)) {
+void replace_underscores(ustring& text) {
+  if (text.find(u'_') == ustring::npos) {
     return;
   }
-  std::string_view const value = rules::trim(after_run(line, equals));
-  auto const found = map.lower_bound(scratch.key);
-  if (found == map.end() || found->first != scratch.key) {
-    map.emplace_hint(found, scratch.key, to_utf16(value, scratch.bytes));
-  } else if (auto* text = std::get_if<ustring>(&found->second)) {
-    assign_utf16(*text, value, scratch.bytes);
-  } else {
-    found->second = to_utf16(value, scratch.bytes);
+  // Strings, not literals: Boost would take a char16_t array's terminator as part of the text.
+  boost::algorithm::replace_all(text, ustring(1, u'_'), ustring(1, u' '));
+}
+
+// Builds the property map one settings line at a time.
+class Converter {
+ public:
+  /// One line of the settings text, without its line feed.
+  void add(std::string_view line) {
+    if (std::size_t const equals = line.find('='); equals != std::string_view::npos) {
+      add_setting(line, equals);
+    } else if (has_list_key(line)) {
+      add_list_entry(line, line.find('.'));  // there is a dot: it follows the list key
+    }
+  }
+  PropertyMap take() { return std::move(map_); }
+
+ private:
+  void add_setting(std::string_view line, std::size_t equals) {
+    make_key(line.substr(0, equals), scratch_);
+    // Lower-case ASCII survives the round trip through UTF-16 unchanged and nothing else can
+    // become a list key's name, so the lowered bytes answer for the converted key.
+    if (scratch_.key_bytes.empty() || is_list_key(scratch_.key_bytes)) {
+      return;
+    }
+    std::string_view const value = rules::trim(after_run(line, equals));
+    auto const found = map_.lower_bound(scratch_.key);
+    if (found == map_.end() || found->first != scratch_.key) {
+      map_.emplace_hint(found, scratch_.key, to_utf16(value, scratch_.bytes));
+    } else if (auto* text = std::get_if<ustring>(&found->second)) {
+      assign_utf16(*text, value, scratch_.bytes);
+    } else {
+      found->second = to_utf16(value, scratch_.bytes);
+    }
+  }
+
+  void add_list_entry(std::string_view line, std::size_t dot) {
+    make_key(line.substr(0, dot), scratch_);
+    auto const found = map_.lower_bound(scratch_.key);
+    bool const absent = found == map_.end() || found->first != scratch_.key;
+    auto* const list = absent ? nullptr : std::get_if<std::vector<ustring>>(&found->second);
+    if (!absent && list == nullptr) {
+      return;  // a single setting is not turned into a list
+    }
+    ustring entry = to_utf16(rules::trim(after_run(line, dot)), scratch_.bytes);
+    replace_underscores(entry);
+    if (list != nullptr) {
+      list->push_back(std::move(entry));
+    } else {
+      std::vector<ustring> entries;
+      entries.push_back(std::move(entry));
+      map_.emplace_hint(found, scratch_.key, std::move(entries));
+    }
+  }
+
+  PropertyMap map_;
+  Scratch scratch_;
+};
+
+// Hands each kept line of the input file, trimmed and traced, to `keep`; `sized` first learns
+// the file's size when it can be told.
+template <typename Sized, typename Keep>
+void read_kept_lines(ustring const& path, Sized const& sized, Keep const& keep) {
+  Path const file_path(path);
+  if (!platform::exists(file_path)) {
+    throw std::runtime_error("input file does not exist!");
+  }
+  platform::File file = platform::File::open_read(file_path.text());
+  if (!file.is_open()) {
+    return;
+  }
+  sized(file.size());
+  platform::LineReader reader(file);
+  std::string_view line;
+  while (reader.next(line)) {
+    std::string_view const kept = rules::trim(line);
+    if (rules::keeps_line(kept)) {
+      CPPUTIL_TRACE(channel, trace::detail) << " line=" << kept;
+      keep(kept);
+    }
   }
 }
 
@@ -115,31 +185,16 @@ void store_setting(PropertyMap& map, std::string_view line, std::size_t equals, 
 
 // NOLINTBEGIN(readability-convert-member-functions-to-static): members of the fixed interface.
 std::string InputFileParser::getUserInputsFromFile(ustring const& path) const {
-  Path const file_path(path);
-  if (!platform::exists(file_path)) {
-    throw std::runtime_error("input file does not exist!");
-  }
   std::string settings;
-  platform::File file = platform::File::open_read(file_path.text());
-  if (!file.is_open()) {
-    return settings;
-  }
-  // Kept lines never outgrow the file (plus a final line feed), so one allocation suffices
-  // and a large file is not copied again and again while the text grows.
-  if (long long const size = file.size(); size > 0) {
-    settings.reserve(static_cast<std::size_t>(size) + 1);
-  }
-  platform::LineReader reader(file);
-  std::string line;
-  while (reader.next(line)) {
-    std::string_view const kept = rules::trim(line);
-    if (!rules::keeps_line(kept)) {
-      continue;
-    }
-    CPPUTIL_TRACE(channel, trace::detail) << " line=" << kept;
-    settings.append(kept);
-    settings.push_back('\n');
-  }
+  read_kept_lines(
+      path,
+      [&settings](std::int64_t size) {
+        // Kept lines never outgrow the file (plus a final line feed): one allocation suffices.
+        if (size > 0) {
+          settings.reserve(static_cast<std::size_t>(size) + 1);
+        }
+      },
+      [&settings](std::string_view kept) { settings.append(kept).push_back('\n'); });
   if (settings.size() < settings.capacity() / 2) {
     settings.shrink_to_fit();  // mostly comments: do not hand the caller the file's size
   }
@@ -167,56 +222,27 @@ std::string InputFileParser::stringToLowerCase(std::string const& text) const {
   return lowered;
 }
 
+// The kept lines go straight from the file to the map: the same result as converting the
+// settings text, without a copy of the whole file in between.
 PropertyMap InputFileParser::parse(ustring const& path) {
-  std::string const settings = getUserInputsFromFile(path);
-  if (settings.empty()) {
-    return {};
-  }
-  return convertInputsToPropertyMap(settings);
+  Converter converter;
+  read_kept_lines(
+      path, [](std::int64_t /*size*/) {},
+      [&converter](std::string_view kept) { converter.add(kept); });
+  return converter.take();
 }
 
 PropertyMap InputFileParser::convertInputsToPropertyMap(std::string const& settings) {
-  PropertyMap map;
-  Scratch scratch;
+  Converter converter;
   std::string_view rest(settings);
   for (std::size_t feed = rest.find('\n'); feed != std::string_view::npos; feed = rest.find('\n')) {
-    std::string_view const line = rest.substr(0, feed);
+    converter.add(rest.substr(0, feed));
     rest.remove_prefix(feed + 1);
-    if (std::size_t const equals = line.find('='); equals != std::string_view::npos) {
-      store_setting(map, line, equals, scratch);
-      continue;
-    }
-    if (!has_list_key(line)) {
-      continue;
-    }
-    std::size_t const dot = line.find('.');  // there is one: it follows the list key
-    make_key(line.substr(0, dot), scratch);
-    auto const found = map.lower_bound(scratch.key);
-    bool const absent = found == map.end() || found->first != scratch.key;
-    auto* const list = absent ? nullptr : std::get_if<std::vector<ustring>>(&found->second);
-    if (!absent && list == nullptr) {
-      continue;  // a single setting is not turned into a list
-    }
-    ustring entry = to_utf16(rules::trim(after_run(line, dot)), scratch.bytes);
-    removeUnderscores(entry);
-    if (list != nullptr) {
-      list->push_back(std::move(entry));
-    } else {
-      std::vector<ustring> entries;
-      entries.push_back(std::move(entry));
-      map.emplace_hint(found, scratch.key, std::move(entries));
-    }
   }
-  return map;
+  return converter.take();
 }
 
-void InputFileParser::removeUnderscores(ustring& text) {
-  if (text.find(u'_') == ustring::npos) {
-    return;
-  }
-  // Strings, not literals: Boost would take a char16_t array's terminator as part of the text.
-  boost::algorithm::replace_all(text, ustring(1, u'_'), ustring(1, u' '));
-}
+void InputFileParser::removeUnderscores(ustring& text) { replace_underscores(text); }
 
 // NOLINTEND(readability-convert-member-functions-to-static)
 

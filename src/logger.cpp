@@ -203,7 +203,7 @@ void append_file(ustring const& file) {
   }
   text.append("Content of the file ").append(name).push_back('\n');
   platform::LineReader reader(input);
-  std::string line;
+  std::string_view line;
   while (reader.next(line)) {
     text += line;
     text += '\n';

@@ -3,6 +3,7 @@
 #include <clocale>
 #include <filesystem>
 #include <regex>
+#include <sstream>
 
 #include <gtest/gtest.h>
 
@@ -173,6 +174,37 @@ TEST(FileSystem, FoldersAndFilesOpenedCloseOnExec) {
   ASSERT_TRUE(appended.is_open());
   EXPECT_EQ(read.size(), 8);
   EXPECT_EQ(testing::open_files_in(dir.path()), std::vector<bool>(2, false)) << "inheritable";
+}
+
+// Lines as std::getline splits them, also where they outgrow the reader's buffer or end on its
+// edge.
+TEST(FileSystem, LineReaderSplitsAsGetline) {
+  ScratchDir const dir;
+  std::string const chunk(16 * 1024, 'c');
+  std::string const contents[] = {"",
+                                  "\n",
+                                  "a",
+                                  "a\n\nb\n",
+                                  chunk,
+                                  chunk + "\n" + chunk,
+                                  "x\n" + chunk.substr(2) + "\ny",
+                                  std::string(40000, 'l') + "\nz\n",
+                                  "a\n" + std::string(70000, 'm')};
+  for (auto const& content : contents) {
+    testing::write_file(dir / "lines", content);
+    std::vector<std::string> expected;
+    std::istringstream in(content);
+    for (std::string line; std::getline(in, line);) {
+      expected.push_back(line);
+    }
+    auto file = platform::File::open_read(u16(dir / "lines"));
+    platform::LineReader reader(file);
+    std::vector<std::string> lines;
+    for (std::string_view line; reader.next(line);) {
+      lines.emplace_back(line);
+    }
+    EXPECT_EQ(lines, expected) << content.size();
+  }
 }
 
 TEST(PlatformUtility, TimeInTheClassicLocaleAndUserFromThePasswordDatabase) {

@@ -3,46 +3,50 @@
 #include "platform/file.hpp"
 
 namespace install::cpputil::platform {
-namespace {
-constexpr std::size_t kReadChunk = std::size_t{64} * 1024;
-}
 
 bool LineReader::fill() {
   if (done_) {
     return false;
   }
-  buffer_.erase(0, begin_);
-  begin_ = 0;
-  std::size_t const old_size = buffer_.size();
-  buffer_.resize(old_size + kReadChunk);
-  std::int64_t const got = file_.read(buffer_.data() + old_size, kReadChunk);
-  buffer_.resize(old_size + static_cast<std::size_t>(got > 0 ? got : 0));
+  std::int64_t const got = file_.read(chunk_.data() + end_, chunk_.size() - end_);
   if (got <= 0) {
     done_ = true;
     return false;
   }
+  end_ += static_cast<std::size_t>(got);
   return true;
 }
 
-bool LineReader::next(std::string& line) {
-  std::size_t scanned = begin_;
+bool LineReader::next(std::string_view& line) {
+  long_line_.clear();
   for (;;) {
-    auto const* const start = buffer_.data() + scanned;
-    auto const length = buffer_.size() - scanned;
-    auto const* const feed = static_cast<char const*>(std::memchr(start, '\n', length));
-    if (feed != nullptr) {
-      auto const end = static_cast<std::size_t>(feed - buffer_.data());
-      line.assign(buffer_, begin_, end - begin_);
-      begin_ = end + 1;
+    char const* const start = chunk_.data() + begin_;
+    std::size_t const unread = end_ - begin_;
+    if (auto const* feed = static_cast<char const*>(std::memchr(start, '\n', unread))) {
+      auto const length = static_cast<std::size_t>(feed - start);
+      begin_ += length + 1;
+      if (long_line_.empty()) {
+        line = std::string_view(start, length);
+      } else {
+        line = long_line_.append(start, length);
+      }
       return true;
     }
-    scanned = buffer_.size() - begin_;  // offsets shift by begin_ when fill() compacts
+    // No line feed in what is left: keep it, and read more behind it.
+    if (unread == chunk_.size()) {
+      long_line_.append(start, unread);
+      end_ = 0;
+    } else {
+      std::memmove(chunk_.data(), start, unread);
+      end_ = unread;
+    }
+    begin_ = 0;
     if (!fill()) {
-      if (begin_ == buffer_.size()) {
+      if (end_ == 0 && long_line_.empty()) {
         return false;
       }
-      line.assign(buffer_, begin_, std::string::npos);
-      begin_ = buffer_.size();
+      line = long_line_.append(chunk_.data(), end_);
+      end_ = 0;
       return true;
     }
   }

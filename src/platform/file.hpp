@@ -2,6 +2,7 @@
 #ifndef INSTALL_CPPUTIL_SRC_PLATFORM_FILE_HPP
 #define INSTALL_CPPUTIL_SRC_PLATFORM_FILE_HPP
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <string>
@@ -66,18 +67,22 @@ class File {
 
 /// Splits a file into lines at line feeds, as std::getline does: the line feed is not part of
 /// the line, a last line without one is still a line, and a read error ends the file.
+/// Reads into a buffer of its own, so that only a line longer than the buffer allocates: a
+/// heap kept busy by the caller is left alone.
 class LineReader {
  public:
   explicit LineReader(File& file) : file_(file) {}
-  /// The next line into `line`; false when nothing is left.
-  bool next(std::string& line);
+  /// The next line, as a view that holds until the next call; false when nothing is left.
+  bool next(std::string_view& line);
 
  private:
   bool fill();
 
   File& file_;
-  std::string buffer_;
-  std::size_t begin_ = 0;
+  std::array<char, std::size_t{16} * 1024> chunk_{};
+  std::size_t begin_ = 0;  // the unread bytes are chunk_[begin_, end_)
+  std::size_t end_ = 0;
+  std::string long_line_;  // the pieces of a line that outgrows chunk_
   bool done_ = false;
 };
 

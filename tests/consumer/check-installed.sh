@@ -27,11 +27,13 @@ grep -q ') Step finished.$' "$work/logs/step.log"
 "$work/example/installer_step" "$work/input.txt" "$work/logs/step.log" --trace >"$work/trace.txt" 2>&1
 grep -q 'set destination' "$work/trace.txt"
 
-echo "-- pkg-config consumer"
+echo "-- the example project through pkg-config"
 export PKG_CONFIG_PATH=$prefix/lib/pkgconfig
 # shellcheck disable=SC2046
-c++ -std=c++17 "$here/boundary.cpp" -o "$work/pc" $(pkg-config --cflags --libs install_cpputil)
-LD_LIBRARY_PATH=$prefix/lib "$work/pc" >/dev/null
+c++ -std=c++17 "$here/../../examples/consumer/main.cpp" -o "$work/pc" \
+  $(pkg-config --cflags --libs install_cpputil)
+LD_LIBRARY_PATH=$prefix/lib "$work/pc" "$work/input.txt" "$work/logs/pc.log" >/dev/null
+grep -q ') Step finished.$' "$work/logs/pc.log"
 
 echo "-- every public header alone, C++17, no Boost"
 for h in "$prefix"/include/install/cpputil/*.hpp; do

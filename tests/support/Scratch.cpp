@@ -22,9 +22,7 @@ namespace install::cpputil::testing {
 
 namespace fs = std::filesystem;
 
-namespace {
-
-void set_variable(std::string const& name, std::optional<std::string> const& value) {
+void set_env(std::string const& name, std::optional<std::string> const& value) {
 #if defined(_WIN32)
   ::_putenv_s(name.c_str(), value ? value->c_str() : "");  // also the process's own block
 #else
@@ -36,17 +34,15 @@ void set_variable(std::string const& name, std::optional<std::string> const& val
 #endif
 }
 
-}  // namespace
-
 ScopedEnv::ScopedEnv(std::string name, std::optional<std::string> const& value)
     : name_(std::move(name)) {
   if (char const* old = std::getenv(name_.c_str())) {  // NOLINT(concurrency-mt-unsafe)
     saved_ = old;
   }
-  set_variable(name_, value);
+  set_env(name_, value);
 }
 
-ScopedEnv::~ScopedEnv() { set_variable(name_, saved_); }
+ScopedEnv::~ScopedEnv() { set_env(name_, saved_); }
 
 ScratchDir::ScratchDir() {
   std::random_device seed;

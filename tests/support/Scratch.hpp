@@ -17,6 +17,9 @@ inline constexpr char const* kTempVariable = "TMP";
 inline constexpr char const* kTempVariable = "TMPDIR";
 #endif
 
+/// Sets (or, with nullopt, unsets) an environment variable.
+void set_env(std::string const& name, std::optional<std::string> const& value);
+
 /// Sets (or, with nullopt, unsets) a variable and restores the previous state on destruction.
 /// Windows cannot hold an empty value: setting "" unsets the variable there.
 class ScopedEnv {

@@ -1,7 +1,8 @@
-// The installer's input file: lines of "key = value" settings and dotted list lines
-// ("product.Name"), with blank lines and "#" comment lines, read into a property map.
-// Stateless: any number of threads may parse at once. Each kept line is traced on the channel
-// "install::cpputil::InputFileParser".
+/// @file
+/// The installer's input file: lines of "key = value" settings and dotted list lines
+/// ("product.Name"), with blank lines and "#" comment lines, read into a property map.
+/// Stateless: any number of threads may parse at once. Each kept line is traced on the channel
+/// "install::cpputil::InputFileParser".
 #ifndef INSTALL_CPPUTIL_INPUTFILEPARSER_HPP
 #define INSTALL_CPPUTIL_INPUTFILEPARSER_HPP
 
@@ -20,15 +21,19 @@ using PropertyValue = std::variant<ustring, std::vector<ustring>>;
 /// Keys are trimmed and lower-cased.
 using PropertyMap = std::map<ustring, PropertyValue>;
 
+/// Reads the input file and turns its settings text into a PropertyMap.
 class InputFileParser {
  public:
   /// The settings text of the file: every line trimmed, blank and comment lines dropped, each
   /// kept line ended by one line feed. Throws std::runtime_error("input file does not exist!").
   INSTALL_CPPUTIL_EXPORT std::string getUserInputsFromFile(ustring const& path) const;
 
-  /// Whitespace is exactly space, \t, \n, \v, \f and \r, whatever the locale.
+  /// Without leading and trailing whitespace: exactly space, `\t`, `\n`, `\v`, `\f` and `\r`,
+  /// whatever the locale.
   INSTALL_CPPUTIL_EXPORT std::string trim(std::string const& text) const;
+  /// trim at the start only.
   INSTALL_CPPUTIL_EXPORT std::string ltrim(std::string const& text) const;
+  /// trim at the end only.
   INSTALL_CPPUTIL_EXPORT std::string rtrim(std::string const& text) const;
   /// Byte-wise tolower: ASCII letters only in the default locale.
   INSTALL_CPPUTIL_EXPORT std::string stringToLowerCase(std::string const& text) const;

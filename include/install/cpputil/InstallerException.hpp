@@ -1,5 +1,6 @@
-// The exception type offered to installer components, and error locations.
-// The library itself never throws InstallerException; callers do.
+/// @file
+/// The exception type offered to installer components, and error locations.
+/// The library itself never throws InstallerException; callers do.
 #ifndef INSTALL_CPPUTIL_INSTALLEREXCEPTION_HPP
 #define INSTALL_CPPUTIL_INSTALLEREXCEPTION_HPP
 
@@ -15,16 +16,20 @@ namespace install::cpputil {
 /// throws or catches it has its type information and can catch it by its own type.
 class InstallerException : public std::runtime_error {
  public:
+  /// Keeps the four texts; what() is secondaryErrorMessage.
   INSTALL_CPPUTIL_EXPORT InstallerException(std::string errorCode, std::string primaryErrorMessage,
                                             std::string secondaryErrorMessage,
                                             std::string location);
   /// Only the secondary message (and what()); the other three texts are empty.
   INSTALL_CPPUTIL_EXPORT explicit InstallerException(std::string message);
 
+  ///@{
+  /// The texts given at construction, as copies.
   INSTALL_CPPUTIL_EXPORT std::string getErrorCode() const;
   INSTALL_CPPUTIL_EXPORT std::string getPrimaryErrorMessage() const;
   INSTALL_CPPUTIL_EXPORT std::string getSecondaryErrorMessage() const;
   INSTALL_CPPUTIL_EXPORT std::string getLocation() const;
+  ///@}
 
  private:
   std::string errorCode;

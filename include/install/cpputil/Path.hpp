@@ -1,4 +1,5 @@
-// A file-system path value, held as UTF-16 text in the platform's native form.
+/// @file
+/// A file-system path value, held as UTF-16 text in the platform's native form.
 #ifndef INSTALL_CPPUTIL_PATH_HPP
 #define INSTALL_CPPUTIL_PATH_HPP
 
@@ -15,15 +16,21 @@ namespace install::cpputil {
 class INSTALL_CPPUTIL_EXPORT Path {
  public:
   Path() = default;
+  /// Empty for an empty text, otherwise the text in native form.
   explicit Path(ustring const& text);
 
+  /// The native-form text.
   ustring const& text() const noexcept { return text_; }
   /// The text as UTF-8.
   std::string string() const;
+  /// Whether the Path names no file.
   bool empty() const noexcept { return text_.empty(); }
 
+  ///@{
+  /// Compares the texts, code unit for code unit.
   friend bool operator==(Path const& a, Path const& b) noexcept { return a.text_ == b.text_; }
   friend bool operator!=(Path const& a, Path const& b) noexcept { return a.text_ != b.text_; }
+  ///@}
 
  private:
   ustring text_;

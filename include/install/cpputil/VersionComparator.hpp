@@ -1,5 +1,6 @@
-// Numeric comparison of dotted version numbers: 1.10 > 1.9, and 1.2 == 1.2.0.
-// Stateless and thread-safe; callers may derive from it across the library boundary.
+/// @file
+/// Numeric comparison of dotted version numbers: 1.10 > 1.9, and 1.2 == 1.2.0.
+/// Stateless and thread-safe; callers may derive from it across the library boundary.
 #ifndef INSTALL_CPPUTIL_VERSIONCOMPARATOR_HPP
 #define INSTALL_CPPUTIL_VERSIONCOMPARATOR_HPP
 
@@ -11,13 +12,17 @@
 
 namespace install::cpputil {
 
+/// Compares dotted version numbers; a caller's class may override the comparison.
 class INSTALL_CPPUTIL_EXPORT VersionComparator {
  public:
   VersionComparator() = default;
+  ///@{
+  /// Copyable and movable, so that derived classes can be.
   VersionComparator(VersionComparator const&) = default;
   VersionComparator(VersionComparator&&) = default;
   VersionComparator& operator=(VersionComparator const&) = default;
   VersionComparator& operator=(VersionComparator&&) = default;
+  ///@}
   virtual ~VersionComparator();
 
   /// -1, 0 or 1. Pieces are read as std::stoi reads them, up to the first difference; a piece

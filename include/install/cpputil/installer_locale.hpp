@@ -1,4 +1,5 @@
-// The installer's locale name: language, "_", region, as the system's messages locale gives.
+/// @file
+/// The installer's locale name: language, "_", region, as the system's messages locale gives.
 #ifndef INSTALL_CPPUTIL_INSTALLER_LOCALE_HPP
 #define INSTALL_CPPUTIL_INSTALLER_LOCALE_HPP
 

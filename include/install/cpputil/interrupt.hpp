@@ -1,6 +1,7 @@
-// The process-wide interrupt flag: a user's cancel reaches long-running work as an exception.
-// Every function may be called from any thread; the flag is a lock-free atomic boolean with
-// sequentially consistent loads and stores. Steps are traced on "install::cpputil::interrupt".
+/// @file
+/// The process-wide interrupt flag: a user's cancel reaches long-running work as an exception.
+/// Every function may be called from any thread; the flag is a lock-free atomic boolean with
+/// sequentially consistent loads and stores. Steps are traced on "install::cpputil::interrupt".
 #ifndef INSTALL_CPPUTIL_INTERRUPT_HPP
 #define INSTALL_CPPUTIL_INTERRUPT_HPP
 
@@ -15,7 +16,9 @@ namespace install::cpputil::interrupt {
 /// library constructs it; any binary can catch it by its own type or as std::runtime_error.
 class Exception : public std::runtime_error {
  public:
+  /// what() is "Interrupted.".
   Exception();
+  /// what() is "Interrupted. " + tag.
   explicit Exception(std::string const& tag);
 };
 

@@ -1,13 +1,14 @@
-// The installation log: a text file chosen at run time, into which time-stamped messages and
-// whole files are appended. While no destination is set, messages go to the per-user default
-// file "zembrak_<user>.log" in the temporary folder.
-//
-// Threads: any thread may append. One mutex guards the destination, and an advisory lock on the
-// log file orders the records of other processes too: each is taken from composing a record to
-// closing the file, so records never interleave and their time stamps never decrease along the
-// file (only a clock set back can make them). Logger construction and destruction, and the
-// detail functions, are made by one thread at a time. Traces go to the channel
-// "install::cpputil::logger".
+/// @file
+/// The installation log: a text file chosen at run time, into which time-stamped messages and
+/// whole files are appended. While no destination is set, messages go to the per-user default
+/// file "zembrak_<user>.log" in the temporary folder.
+///
+/// Threads: any thread may append. One mutex guards the destination, and an advisory lock on the
+/// log file orders the records of other processes too: each is taken from composing a record to
+/// closing the file, so records never interleave and their time stamps never decrease along the
+/// file (only a clock set back can make them). Logger construction and destruction, and the
+/// detail functions, are made by one thread at a time. Traces go to the channel
+/// "install::cpputil::logger".
 #ifndef INSTALL_CPPUTIL_LOGGER_HPP
 #define INSTALL_CPPUTIL_LOGGER_HPP
 
@@ -19,13 +20,15 @@
 
 namespace install::cpputil::logger {
 
-// Each ends in a blank that separates it from the path that follows it in a log line.
-// Internal linkage on purpose: every source file that includes this header has its own copy.
+///@{
+/// Each ends in a blank that separates it from the path that follows it in a log line.
+/// Internal linkage on purpose: every source file that includes this header has its own copy.
 static ustring const unable_to_create_folder_message =
     u"Unable to create specified folder for installation log ";
 static ustring const unable_to_create_file_message =
     u"Unable to create specified file for installation log ";
 static ustring const reset_destination_message = u"Reset destination file log ";
+///@}
 
 /// Sets the log destination for its lifetime: creates the file's folder, proves the file can be
 /// opened for appending, and retires the destination in force (with a notice in its log).
@@ -34,10 +37,13 @@ static ustring const reset_destination_message = u"Reset destination file log ";
 /// force then stays, and receives a notice of the failure.
 class INSTALL_CPPUTIL_EXPORT Logger {
  public:
+  ///@{
+  /// Makes `destination` the log.
   explicit Logger(Path const& destination);
   explicit Logger(ustring const& destination);
   /// `destination` is UTF-8.
   explicit Logger(std::string const& destination);
+  ///@}
   /// Retires the destination; it becomes detail::get_last_destination().
   ~Logger();
 
@@ -67,12 +73,14 @@ INSTALL_CPPUTIL_EXPORT void append_message(std::string const& message);
 INSTALL_CPPUTIL_EXPORT void append_file(ustring const& file);
 /// `file` is UTF-8.
 INSTALL_CPPUTIL_EXPORT void append_file(std::string const& file);
+/// `file` as a Path.
 INSTALL_CPPUTIL_EXPORT void append_file(Path const& file);
 
 namespace detail {
 /// The destination most recently retired; empty at start and after forget_last_destination.
 /// Unguarded: read it only while no Logger is being made or ended on another thread.
 INSTALL_CPPUTIL_EXPORT Path const& get_last_destination();
+/// Empties get_last_destination().
 INSTALL_CPPUTIL_EXPORT void forget_last_destination();
 }  // namespace detail
 

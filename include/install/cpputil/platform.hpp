@@ -1,4 +1,6 @@
-// Platform settings that callers may override.
+/// @file
+/// Platform settings that callers may override. Both functions are thread-safe; the next query of
+/// the installation root (SandboxWorkflowDetector) sees the change.
 #ifndef INSTALL_CPPUTIL_PLATFORM_HPP
 #define INSTALL_CPPUTIL_PLATFORM_HPP
 

@@ -1,6 +1,7 @@
-// UTF-16 text, the library's own string type, and its conversions to and from UTF-8.
-// The conversions never throw on ill-formed input: each maximal ill-formed subpart becomes
-// U+FFFD. They keep no state and are safe to call from any thread.
+/// @file
+/// UTF-16 text, the library's own string type, and its conversions to and from UTF-8.
+/// The conversions never throw on ill-formed input: each maximal ill-formed subpart becomes
+/// U+FFFD. They keep no state and are safe to call from any thread.
 #ifndef INSTALL_CPPUTIL_USTRING_HPP
 #define INSTALL_CPPUTIL_USTRING_HPP
 
@@ -10,6 +11,7 @@
 
 namespace install::cpputil {
 
+/// UTF-16 text: a sequence of 16-bit code units.
 using ustring = std::u16string;
 
 /// UTF-8 to UTF-16. "a\xFFb" => u"a\uFFFDb".

@@ -1,5 +1,6 @@
-// Validation of named arguments against rule strings: "strval:a,b,c", "boolval", "intval",
-// "rfile"; any other rule name passes every value. Stateless and thread-safe.
+/// @file
+/// Validation of named arguments against rule strings: "strval:a,b,c", "boolval", "intval",
+/// "rfile"; any other rule name passes every value. Stateless and thread-safe.
 #ifndef INSTALL_CPPUTIL_VALIDATE_HPP
 #define INSTALL_CPPUTIL_VALIDATE_HPP
 
@@ -21,7 +22,8 @@ INSTALL_CPPUTIL_EXPORT bool validate_rfile(std::string const& path);
 
 /// Checks one argument against a rule string (name, optionally ':' and an argument). Throws
 /// std::invalid_argument, or std::runtime_error for "rfile" after two lines in the installation
-/// log, with the text key='<key>' value='<value>' rule='<rule>'.
+/// log, with the text key='KEY' value='VALUE' rule='RULE' (e.g. key='port' value='abc'
+/// rule='intval').
 INSTALL_CPPUTIL_EXPORT void validate_arg(std::string const& key, std::string const& value,
                                          std::string const& rule);
 /// validate_arg for each argument that has a rule, in key order; the first violation throws.
