@@ -13,8 +13,8 @@
 namespace install::cpputil::platform {
 
 #if defined(_WIN32)
-using NativeHandle = void*;  // a HANDLE
-inline constexpr NativeHandle kNoHandle = nullptr;
+using NativeHandle = void*;                  // a HANDLE
+inline constexpr void* kNoHandle = nullptr;  // INVALID_HANDLE_VALUE is never kept
 #else
 using NativeHandle = int;  // a descriptor; 0 is a file like any other
 inline constexpr NativeHandle kNoHandle = -1;

@@ -1,5 +1,6 @@
 #include "platform/PlatformUtility.hpp"
 
+#include <array>
 #include <clocale>
 #include <ctime>
 #include <string>
@@ -15,7 +16,7 @@ constexpr std::size_t kMaxTimeText = std::size_t{64} * 1024;
 
 // Made once and never freed: the time stamp must not depend on the process's own locale.
 _locale_t classic_locale() {
-  static _locale_t const locale = ::_create_locale(LC_ALL, "C");
+  static auto* const locale = ::_create_locale(LC_ALL, "C");
   return locale;
 }
 
@@ -35,10 +36,10 @@ ustring environment_variable(wchar_t const* name) {
 // An instance interface, so that another platform's implementation may keep state.
 // NOLINTNEXTLINE(readability-convert-member-functions-to-static)
 std::string PlatformUtility::getPlatformUserName() const {
-  wchar_t name[257] = {};  // UNLEN + 1
-  DWORD size = sizeof name / sizeof name[0];
-  if (::GetUserNameW(name, &size) != 0 && size > 1) {
-    return ustring_to_utf8(ustring(name, name + size - 1));  // size counts the NUL
+  std::array<wchar_t, 257> name{};  // UNLEN + 1
+  auto size = static_cast<DWORD>(name.size());
+  if (::GetUserNameW(name.data(), &size) != 0 && size > 1) {
+    return ustring_to_utf8(ustring(name.begin(), name.begin() + size - 1));  // size counts the NUL
   }
   ustring const variable = environment_variable(L"USERNAME");
   return variable.empty() ? std::string("unknown") : ustring_to_utf8(variable);

@@ -44,7 +44,7 @@ bool is_disk_file(NativeHandle handle) noexcept {
 // Sets the end of the file back to `size` through a second handle: the first one may only
 // append.
 void truncate_to(NativeHandle handle, std::int64_t size) noexcept {
-  HANDLE const writer = ::ReOpenFile(handle, FILE_WRITE_DATA, kShareAll, 0);
+  auto* const writer = ::ReOpenFile(handle, FILE_WRITE_DATA, kShareAll, 0);
   if (writer == INVALID_HANDLE_VALUE) {
     return;
   }
@@ -106,8 +106,9 @@ std::int64_t File::read(char* buffer, std::size_t size) noexcept {
 // NOLINTNEXTLINE(readability-make-member-function-const): takes a lock on the file
 bool File::lock() noexcept {
   OVERLAPPED where{};
-  where.Offset = kLockOffsetLow;
-  where.OffsetHigh = kLockOffsetHigh;
+  // Both sit in a union of OVERLAPPED's own.
+  where.Offset = kLockOffsetLow;       // NOLINT(cppcoreguidelines-pro-type-union-access)
+  where.OffsetHigh = kLockOffsetHigh;  // NOLINT(cppcoreguidelines-pro-type-union-access)
   return ::LockFileEx(handle_, LOCKFILE_EXCLUSIVE_LOCK, 0, 1, 0, &where) != 0;
 }
 

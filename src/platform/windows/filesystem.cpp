@@ -20,7 +20,7 @@ ustring grown_text(Fill fill) {
       return {};
     }
     if (length < buffer.size()) {
-      return ustring(buffer.begin(), buffer.begin() + length);
+      return {buffer.begin(), buffer.begin() + length};
     }
     if (buffer.size() > kLongestPath) {
       return {};
