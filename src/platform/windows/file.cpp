@@ -19,7 +19,7 @@ constexpr DWORD kLockOffsetHigh = 0x7FFFFFFFU;
 
 // No security attributes: the handle is not inherited by child processes.
 HANDLE open_native(ustring const& path, DWORD access, DWORD disposition, DWORD flags) {
-  if (path.empty() || !is_nameable(path)) {
+  if (!is_nameable(path)) {
     return INVALID_HANDLE_VALUE;
   }
   std::wstring const name(path.begin(), path.end());
@@ -76,10 +76,8 @@ File File::open_append(ustring const& path, Accept accept) {
   // that is not a plain file of one name.
   File file(held(open_native(path, access, OPEN_ALWAYS, FILE_FLAG_OPEN_REPARSE_POINT)));
   BY_HANDLE_FILE_INFORMATION info{};
-  if (!file.is_open() || ::GetFileType(file.handle_) != FILE_TYPE_DISK ||
-      !information_of(file.handle_, info) ||
-      (info.dwFileAttributes & (FILE_ATTRIBUTE_REPARSE_POINT | FILE_ATTRIBUTE_DIRECTORY)) != 0 ||
-      info.nNumberOfLinks != 1) {
+  if (!file.is_regular() || !information_of(file.handle_, info) ||
+      (info.dwFileAttributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0 || info.nNumberOfLinks != 1) {
     return {};
   }
   return file;
@@ -114,19 +112,21 @@ bool File::lock() noexcept {
 
 // NOLINTNEXTLINE(readability-make-member-function-const): writes to the file
 bool File::append_whole(std::string_view bytes) noexcept {
-  std::int64_t const before = is_regular() ? size() : -1;
   std::string_view rest = bytes;
   while (!rest.empty()) {
     DWORD const chunk = static_cast<DWORD>(std::min<std::size_t>(rest.size(), 1U << 30U));
     DWORD written = 0;
     bool const ok = ::WriteFile(handle_, rest.data(), chunk, &written, nullptr) != 0;
+    rest.remove_prefix(written);
     if (!ok || written == 0) {
-      if (before >= 0 && size() > before) {
-        truncate_to(handle_, before);
+      // Under the lock nothing else was appended: the end, less what went out, is where the
+      // record began.
+      auto const sent = static_cast<std::int64_t>(bytes.size() - rest.size());
+      if (sent > 0 && is_regular()) {
+        truncate_to(handle_, size() - sent);
       }
       return false;
     }
-    rest.remove_prefix(written);
   }
   return true;
 }
