@@ -238,8 +238,7 @@ TEST_F(LoggerTest, RecordsAreStampedUtf8LinesAndBothFormsWriteTheSame) {
 class Latin1 : public std::codecvt<char16_t, char, std::mbstate_t> {
  protected:
   result do_out(state_type& /*state*/, char16_t const* from, char16_t const* from_end,
-                char16_t const*& from_next, char* to, char* to_end,
-                char*& to_next) const override {
+                char16_t const*& from_next, char* to, char* to_end, char*& to_next) const override {
     for (; from != from_end && to != to_end; ++from, ++to) {
       if (*from == u'q') {
         throw std::range_error("no q");
@@ -273,7 +272,10 @@ TEST_F(LoggerTest, AppendFileFramesTheWholeFileAsOneRecordOrRefusesBeforeWriting
   std::string const missing = "8 append_file: The file does not exist.\n";
   // The file's content, and the lines between the frames.
   std::pair<std::string, std::string> const copies[] = {
-      {"", ""}, {"a\nb", "a\nb\n"}, {"a\nb\n", "a\nb\n"}, {"\xC3\xA9\n\n\xFF\nb\n", "\xC3\xA9\n\n\xEF\xBF\xBD\nb\n"}};
+      {"", ""},
+      {"a\nb", "a\nb\n"},
+      {"a\nb\n", "a\nb\n"},
+      {"\xC3\xA9\n\n\xFF\nb\n", "\xC3\xA9\n\n\xEF\xBF\xBD\nb\n"}};
   {
     Logger const l("framed.log");
     for (auto const& [content, lines] : copies) {
@@ -289,8 +291,8 @@ TEST_F(LoggerTest, AppendFileFramesTheWholeFileAsOneRecordOrRefusesBeforeWriting
     write_file(file, "one\n\nthree");
     capture_.clear();
     logger::append_file(file);
-    EXPECT_EQ(traces().rfind("4  line=one\n4  line=\n4  line=three\n4  msg=Content of the file ", 0),
-              0U);
+    EXPECT_EQ(
+        traces().rfind("4  line=one\n4  line=\n4  line=three\n4  msg=Content of the file ", 0), 0U);
   }
   // Whether a destination is set, the file to append, the error and the traces.
   std::tuple<bool, std::string, char const*, std::string> const refusals[] = {
@@ -357,8 +359,8 @@ std::string in_child(bool unprivileged, std::function<std::string()> const& body
 
 struct Fault {
   char const* name;
-  bool unprivileged;  // as user nobody, when the test runs as root
-  bool needs_root;    // to plant another user's file
+  bool unprivileged;        // as user nobody, when the test runs as root
+  bool needs_root;          // to plant another user's file
   std::string destination;  // empty: the default log
   // Done to the log's place before the child starts, and in the child once the destination
   // is set.
@@ -446,8 +448,8 @@ TEST_F(LoggerTest, ARecordIsWholeOrDroppedAndTraced) {
 
 TEST_F(LoggerTest, FoldersWithoutWritePermissionNameNoDestination) {
   fs::create_directory("locked");
-  fs::permissions("locked", fs::perms::owner_read | fs::perms::owner_exec |
-                                fs::perms::others_read | fs::perms::others_exec);
+  fs::permissions("locked", fs::perms::owner_read | fs::perms::owner_exec | fs::perms::others_read |
+                                fs::perms::others_exec);
   std::string const outcome = in_child(true, [] {
     std::string refused;
     for (char const* destination : {"locked/sub/x.log", "locked/x.log"}) {
