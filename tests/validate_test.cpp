@@ -65,8 +65,10 @@ TEST(ValidateRfile, NeedsAReadableFileOfOneByteOrMore) {
   testing::write_file(scratch / "folder/caf\xC3\xA9", "x");
   testing::write_file(scratch / "empty", "");
   EXPECT_TRUE(validate_rfile(scratch.path().string() + "//folder///caf\xC3\xA9"));
-  for (std::string const& path :
-       {scratch / "empty", scratch / "missing", std::string(), scratch / "folder"}) {
+  // A FIFO without a writer would block a reader forever; devices are no files either.
+  ::mkfifo((scratch / "fifo").c_str(), 0666);
+  for (std::string const& path : {scratch / "empty", scratch / "missing", std::string(),
+                                  scratch / "folder", scratch / "fifo", std::string("/dev/zero")}) {
     EXPECT_FALSE(validate_rfile(path)) << path;
   }
   if (::geteuid() != 0) {  // root reads whatever the mode says
