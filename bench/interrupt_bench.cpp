@@ -1,6 +1,7 @@
 // Polling the interrupt flag while it is clear, against the floors of a bare atomic load and of
 // the same load behind a call, which is what is_set costs at best from another binary.
 #include <atomic>
+#include <string>
 
 #include <benchmark/benchmark.h>
 
@@ -32,6 +33,14 @@ void BM_IsSetClear(benchmark::State& state) {
   }
 }
 BENCHMARK(BM_IsSetClear)->ThreadRange(1, 2);
+
+void BM_ThrowIfSetClear(benchmark::State& state) {
+  std::string const tag = "copying";
+  for (auto _ : state) {
+    install::cpputil::interrupt::throw_if_set(tag);
+  }
+}
+BENCHMARK(BM_ThrowIfSetClear)->ThreadRange(1, 2);
 
 }  // namespace
 
