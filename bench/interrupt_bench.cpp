@@ -1,10 +1,14 @@
-// Polling the interrupt flag while it is clear, against the floors of a bare atomic load and of
-// the same load behind a call, which is what is_set costs at best from another binary.
+// Polling the interrupt flag while it is clear, against the floors of a bare atomic load, of the
+// same load behind a call, and of that call into another shared library, which is what is_set
+// costs at best from another binary.
 #include <atomic>
+#include <string>
 
 #include <benchmark/benchmark.h>
 
 #include "install/cpputil/interrupt.hpp"
+
+bool floor_library_load() noexcept;
 
 namespace {
 
@@ -19,6 +23,13 @@ BENCHMARK(BM_AtomicLoadFloor)->ThreadRange(1, 2);
 
 [[gnu::noinline]] bool load_behind_a_call() noexcept { return bare_flag.load(); }
 
+void BM_LoadBehindALibraryCallFloor(benchmark::State& state) {
+  for (auto _ : state) {
+    benchmark::DoNotOptimize(floor_library_load());
+  }
+}
+BENCHMARK(BM_LoadBehindALibraryCallFloor)->ThreadRange(1, 2);
+
 void BM_LoadBehindACallFloor(benchmark::State& state) {
   for (auto _ : state) {
     benchmark::DoNotOptimize(load_behind_a_call());
@@ -32,6 +43,14 @@ void BM_IsSetClear(benchmark::State& state) {
   }
 }
 BENCHMARK(BM_IsSetClear)->ThreadRange(1, 2);
+
+void BM_ThrowIfSetClear(benchmark::State& state) {
+  std::string const tag = "copying";
+  for (auto _ : state) {
+    install::cpputil::interrupt::throw_if_set(tag);
+  }
+}
+BENCHMARK(BM_ThrowIfSetClear)->ThreadRange(1, 2);
 
 }  // namespace
 

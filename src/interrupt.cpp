@@ -22,6 +22,17 @@ constexpr std::chrono::nanoseconds kPauseStep{100'000'000};
   CPPUTIL_TRACE(channel, trace::detail) << " interruptStatus=" << true;
 }
 
+// What is_set() does for a set flag, then the throw; out of line for the same reason.
+[[noreturn, gnu::cold, gnu::noinline]] void throw_found_set(std::string const& tag) {
+  trace_found_set();
+  if (tag.empty()) {
+    CPPUTIL_TRACE(channel, trace::event) << "Throw interrupt::Exception with DEFAULT tag.";
+    throw Exception();
+  }
+  CPPUTIL_TRACE(channel, trace::event) << "Throw interrupt::Exception tag " << tag;
+  throw Exception(tag);
+}
+
 }  // namespace
 
 Exception::Exception() : std::runtime_error("Interrupted.") {}
@@ -36,15 +47,9 @@ bool is_set() noexcept {
 }
 
 void throw_if_set(std::string const& tag) {
-  if (!is_set()) {
-    return;
+  if (flag.load()) {
+    throw_found_set(tag);
   }
-  if (tag.empty()) {
-    CPPUTIL_TRACE(channel, trace::event) << "Throw interrupt::Exception with DEFAULT tag.";
-    throw Exception();
-  }
-  CPPUTIL_TRACE(channel, trace::event) << "Throw interrupt::Exception tag " << tag;
-  throw Exception(tag);
 }
 
 void set() noexcept {

@@ -5,6 +5,10 @@
 #include <stdexcept>
 #include <string>
 
+#if !defined(_WIN32)
+#include <sys/stat.h>
+#endif
+
 #include <gtest/gtest.h>
 
 #include "install/cpputil/logger.hpp"
@@ -62,8 +66,18 @@ TEST(ValidateRfile, NeedsAReadableFileOfOneByteOrMore) {
   testing::write_file(scratch / "folder/caf\xC3\xA9", "x");
   testing::write_file(scratch / "empty", "");
   EXPECT_TRUE(validate_rfile(scratch.path().u8string() + "//folder///caf\xC3\xA9"));
+  // A FIFO without a writer would block a reader forever, as would a console; devices are no
+  // files either.
+#if defined(_WIN32)
+  std::string const fifo = "CON";
+  std::string const device = "NUL";
+#else
+  ::mkfifo((scratch / "fifo").c_str(), 0666);
+  std::string const fifo = scratch / "fifo";
+  std::string const device = "/dev/zero";
+#endif
   for (std::string const& path :
-       {scratch / "empty", scratch / "missing", std::string(), scratch / "folder"}) {
+       {scratch / "empty", scratch / "missing", std::string(), scratch / "folder", fifo, device}) {
     EXPECT_FALSE(validate_rfile(path)) << path;
   }
   if (testing::permissions_bind()) {
