@@ -42,7 +42,7 @@ run "$work/pc.exe" >/dev/null
 
 echo "-- exported symbols are ours"
 others=$(x86_64-w64-mingw32-objdump -p "$dll" |
-  sed -n '/^\[Ordinal\/Name Pointer\] Table/,/^$/p' | awk 'NF == 3 {print $3}' |
+  sed -n '/^\[Ordinal\/Name Pointer\] Table/,/^$/p' | awk '/^\t\[ *[0-9]+\]/ {print $NF}' |
   x86_64-w64-mingw32-c++filt |
   grep -v -E '^install::cpputil::|^(typeinfo|typeinfo name|vtable) for install::cpputil::|^shouldAppend\(' ||
   true)
