@@ -149,7 +149,7 @@ TEST_F(Tool, LogAppendsMessagesThenFiles) {
   EXPECT_EQ(log_of("traced.log"), "(T) hello\n");
 }
 
-TEST_F(Tool, DemoRunsToCompletionOrStopsAtSigint) {
+TEST_F(Tool, DemoRunsToCompletionOrStopsAtSigintOrSigterm) {
   auto const done = run({"demo", "--dir", "done", "--steps", "1", "--step-ms", "0"});
   ASSERT_EQ(done.status, 0) << done.err;
   EXPECT_NE(done.out.find("Installation log: done/install.log"), std::string::npos);
@@ -157,17 +157,20 @@ TEST_F(Tool, DemoRunsToCompletionOrStopsAtSigint) {
       read_file(dir_ / "done/install.log"),
       std::regex(R"(\) Setup begun\.\n[^]*End of the file [^]*\) Setup finished\.\n$)")));
 
-  std::string const log = dir_ / "stopped/install.log";
-  pid_t const pid = start({"demo", "--dir", "stopped", "--steps", "1000", "--step-ms", "50"});
-  // Cancel as a user's Ctrl-C would, once the work has begun.
-  for (int i = 0; i < 600 && read_file(log).find("Installing") == std::string::npos; ++i) {
-    std::this_thread::sleep_for(std::chrono::milliseconds(50));
+  for (auto const& [signal, status] : {std::pair{SIGINT, 130}, std::pair{SIGTERM, 143}}) {
+    std::string const name = std::to_string(signal);
+    std::string const log = dir_ / (name + "/install.log");
+    pid_t const pid = start({"demo", "--dir", name, "--steps", "1000", "--step-ms", "50"});
+    // Stop it as a user's Ctrl-C or a service manager would, once the work has begun.
+    for (int i = 0; i < 600 && read_file(log).find("Installing") == std::string::npos; ++i) {
+      std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    }
+    ::kill(pid, signal);
+    auto const stopped = finish(pid);
+    EXPECT_EQ(stopped.status, status) << stopped.err;
+    EXPECT_NE(read_file(log).find(") Interrupted.\n"), std::string::npos) << read_file(log);
+    EXPECT_EQ(read_file(log).find("Setup finished."), std::string::npos);
   }
-  ::kill(pid, SIGINT);
-  auto const stopped = finish(pid);
-  EXPECT_EQ(stopped.status, 130) << stopped.err;
-  EXPECT_NE(read_file(log).find(") Interrupted.\n"), std::string::npos) << read_file(log);
-  EXPECT_EQ(read_file(log).find("Setup finished."), std::string::npos);
 }
 
 }  // namespace

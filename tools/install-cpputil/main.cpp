@@ -10,6 +10,7 @@
 #include "install/cpputil/diagnostics.hpp"
 
 #include "install-cpputil/commands.hpp"
+#include "install-cpputil/system.hpp"
 
 namespace {
 
@@ -18,7 +19,7 @@ using namespace install_cpputil_tool;
 // Installed examples sit beside the program's prefix; a build tree uses the sources'.
 std::string default_examples() {
   std::error_code ignored;
-  auto const self = std::filesystem::canonical("/proc/self/exe", ignored);
+  auto const self = own_path();
   auto const installed = self.parent_path().parent_path() / INSTALL_CPPUTIL_INSTALLED_EXAMPLES;
   if (!self.empty() && std::filesystem::is_directory(installed, ignored)) {
     return installed.string();
