@@ -1,4 +1,5 @@
 // install-cpputil run as a process: outputs, exit statuses and the logs it writes.
+#include <array>
 #include <chrono>
 #include <filesystem>
 #include <regex>
@@ -9,7 +10,10 @@
 #include <vector>
 
 #include <fcntl.h>
+#include <grp.h>
+#include <pwd.h>
 #include <signal.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -23,6 +27,12 @@ namespace {
 
 using testing::read_file;
 
+// First in a row's arguments: run as nobody, who cannot read a mode 000 file even where the
+// tests run as root.
+std::string const kNobody = "<nobody>";
+// Stands for a pipe holding "a = 1\n", closed for writing, as <(...) gives.
+std::string const kPipe = "<pipe>";
+
 struct Result {
   int status = -1;
   std::string out;
@@ -33,19 +43,33 @@ class Tool : public ::testing::Test {
  protected:
   // Runs in the scratch folder, where its output goes; TMPDIR there keeps off the real default log.
   pid_t start(std::vector<std::string> args) {
+    passwd const* nobody = nullptr;
+    if (args.front() == kNobody) {
+      args.erase(args.begin());
+      nobody = ::geteuid() == 0 ? ::getpwnam("nobody") : nullptr;
+    }
     args.insert(args.begin(), INSTALL_CPPUTIL_TOOL);
     pid_t const pid = ::fork();
     if (pid == 0) {
+      ::alarm(60);  // kills a tool that blocks, failing its case rather than hanging the test
       ::setenv("TMPDIR", dir_.path().c_str(), 1);
       std::vector<char*> argv;
       for (auto& arg : args) {
+        if (std::array<int, 2> ends{}; arg == kPipe && ::pipe(ends.data()) == 0) {
+          static_cast<void>(::write(ends[1], "a = 1\n", 6));
+          ::close(ends[1]);
+          arg = "/dev/fd/" + std::to_string(ends[0]);
+        }
         argv.push_back(arg.data());
       }
       argv.push_back(nullptr);
       if (::chdir(dir_.path().c_str()) == 0) {
         ::dup2(::open("stdout", O_WRONLY | O_CREAT | O_TRUNC, 0644), 1);
         ::dup2(::open("stderr", O_WRONLY | O_CREAT | O_TRUNC, 0644), 2);
-        ::execv(argv[0], argv.data());
+        if (nobody == nullptr || (::setgroups(0, nullptr) == 0 && ::setgid(nobody->pw_gid) == 0 &&
+                                  ::setuid(nobody->pw_uid) == 0)) {
+          ::execv(argv[0], argv.data());
+        }
       }
       ::_exit(127);
     }
@@ -76,30 +100,55 @@ TEST_F(Tool, CommandsGiveTheirOutputAndStatus) {
   std::filesystem::create_directories(dir_.path() / "plain/root");
   std::filesystem::create_directories(dir_.path() / "sandboxed/root");
   file("sandboxed/qx_anchor", "");
+  file("in", "a = 1\n");
+  file("rules", "a = intval\n");
+  file("locked", "a = 1\n");
+  std::filesystem::permissions(dir_ / "locked", std::filesystem::perms::none);
+  std::filesystem::permissions(dir_.path(), std::filesystem::perms::others_exec,
+                               std::filesystem::perm_options::add);
+  ASSERT_EQ(::mkfifo((dir_ / "fifo").c_str(), 0644), 0);
+  file("huge", "");
+  std::filesystem::resize_file(dir_ / "huge", std::uintmax_t{100} << 30U);  // truncate -s 100G
   std::string const any = "<any>";
-  std::string const e = "install-cpputil: ";
-  // Arguments, exit status, standard output and standard error.
-  std::tuple<std::vector<std::string>, int, std::string, std::string> const cases[] = {
-      {{"compare", "1.10", "1.9"}, 0, "1\n", ""},
-      {{"compare", "1.2", "1.2.0"}, 0, "0\n", ""},
-      {{"compare", "1.99999999999", "1"}, 2, "", e + "not a version number: '1.99999999999'\n"},
-      {{"compare", "1.0", "1.x"}, 2, "", e + "not a version number: '1.x'\n"},
-      {{"sandbox", "--root", "plain/root"}, 0, "false\n", ""},
-      {{"sandbox", "--root", "sandboxed/root"}, 0, "true\n", ""},
-      {{"locale"}, 0, any, ""},
-      {{"--version"}, 0, "install-cpputil 1.0.0\n", ""},
-      {{"parse", "none.txt"}, 2, "", e + "none.txt: input file does not exist!\n"},
-      {{"--trace", "lots", "locale"}, 2, "", e + "not a trace mask: 'lots'\n"},
-      {{"log", "--to", "", "x"}, 2, "", e + "Install Logger: Cannot open file \"\"\n"},
-      {{"log", "--to", "x.log", "--file", "none"}, 2, "", e + "none: The file does not exist.\n"},
-      {{"frobnicate"}, 2, any, any},
+  auto const e = [](std::string const& text) { return "install-cpputil: " + text + "\n"; };
+  // Arguments, exit status, standard output, standard error and the log "log" afterwards.
+  std::tuple<std::vector<std::string>, int, std::string, std::string, std::string> const cases[] = {
+      {{"compare", "1.10", "1.9"}, 0, "1\n", "", ""},
+      {{"compare", "1.2", "1.2.0"}, 0, "0\n", "", ""},
+      {{"compare", "1.99999999999", "1"}, 2, "", e("not a version number: '1.99999999999'"), ""},
+      {{"compare", "1.0", "1.x"}, 2, "", e("not a version number: '1.x'"), ""},
+      {{"sandbox", "--root", "plain/root"}, 0, "false\n", "", ""},
+      {{"sandbox", "--root", "sandboxed/root"}, 0, "true\n", "", ""},
+      {{"locale"}, 0, any, "", ""},
+      {{"--version"}, 0, "install-cpputil 1.0.0\n", "", ""},
+      {{"parse", "none.txt"}, 2, "", e("none.txt: No such file or directory"), ""},
+      {{"parse", "."}, 2, "", e(".: is a folder, not a file"), ""},
+      {{"parse", kPipe}, 0, "a = 1\n", "", ""},
+      {{kNobody, "check", "locked", "--rules", "rules"}, 2, "", e("locked: Permission denied"), ""},
+      {{kNobody, "check", "in", "--rules", "locked"}, 2, "", e("locked: Permission denied"), ""},
+      {{"check", "fifo", "--rules", "rules"}, 2, "", e("fifo: is a named pipe, not a file"), ""},
+      {{"check", "in", "--rules", "fifo"}, 2, "", e("fifo: is a named pipe, not a file"), ""},
+      {{"log", "--to", "fifo", "x"}, 2, "", e("fifo: is a pipe, not a file"), ""},
+      {{"log", "--to", "log", "--file", "fifo", "x"}, 2, "", e("fifo: is a pipe, not a file"), ""},
+      {{"log", "--to", "log", "--file", "no", "x"}, 2, "", e("no: No such file or directory"), ""},
+      {{"log", "--to", "log", "--file", "huge", "x"},
+       2,
+       "",
+       e("huge: larger than 256 MiB, too large to copy into the log"),
+       ""},
+      {{"log", "--to", "", "x"}, 2, "", e("Install Logger: Cannot open file \"\""), ""},
+      {{"log", "--to", "log", "--", "--trace"}, 0, "", "", "(T) --trace\n"},
+      {{"--trace", "lots", "locale"}, 2, "", e("not a trace mask: 'lots'"), ""},
+      {{"frobnicate"}, 2, any, any, ""},
   };
-  for (auto const& [args, status, out, err] : cases) {
+  for (auto const& [args, status, out, err, log] : cases) {
     SCOPED_TRACE(args[0] + " " + args.back());
+    std::filesystem::remove(dir_ / "log");
     auto const result = run(args);
     EXPECT_EQ(result.status, status);
     EXPECT_EQ(result.out, out == any ? result.out : out);
     EXPECT_EQ(result.err, err == any ? result.err : err);
+    EXPECT_EQ(log_of("log"), log);
   }
 }
 

@@ -1,7 +1,9 @@
 #include "install-cpputil/commands.hpp"
 
+#include <filesystem>
 #include <iostream>
 #include <map>
+#include <new>
 
 #include <nlohmann/json.hpp>
 
@@ -13,15 +15,32 @@
 #include "install/cpputil/platform.hpp"
 #include "install/cpputil/validate.hpp"
 
+#include "install-cpputil/system.hpp"
+
 namespace install_cpputil_tool {
 
 namespace cpputil = install::cpputil;
 using cpputil::ustring_to_utf8;
 using cpputil::utf8_to_ustring;
 
+void require_input(std::string const& file, bool pipes) {
+  if (auto const problem = input_problem(file, pipes)) {
+    throw UsageError(file + ": " + *problem);
+  }
+}
+
+void require_log(std::string const& file) {
+  if (auto const problem = log_problem(file)) {
+    throw UsageError(file + ": " + *problem);
+  }
+}
+
 cpputil::PropertyMap parse_file(std::string const& file) {
+  require_input(file);
   try {
     return cpputil::InputFileParser().parse(utf8_to_ustring(file));
+  } catch (std::bad_alloc const&) {
+    throw UsageError(file + ": too large to read");
   } catch (std::runtime_error const& error) {
     throw UsageError(file + ": " + error.what());
   }
@@ -74,6 +93,7 @@ int check_command(std::string const& file, std::string const& rules_file,
   auto const rules = single_settings(parse_file(rules_file));
   std::optional<cpputil::logger::Logger> log;
   if (log_file) {
+    require_log(*log_file);
     try {
       log.emplace(*log_file);
     } catch (std::runtime_error const& error) {
@@ -131,8 +151,23 @@ int sandbox_command(std::optional<std::string> const& root) {
   return 0;
 }
 
+void require_copyable(std::string const& file) {
+  // The copy is built in memory, in several forms, before it is written as one record.
+  constexpr std::uintmax_t kLargest = std::uintmax_t{256} << 20U;
+  require_input(file, false);
+  std::error_code ignored;
+  if (auto const size = std::filesystem::file_size(file, ignored); !ignored && size > kLargest) {
+    throw UsageError(file + ": larger than 256 MiB, too large to copy into the log");
+  }
+}
+
 int log_command(std::string const& log_file, std::vector<std::string> const& messages,
                 std::vector<std::string> const& files) {
+  // Everything is checked before the first record, so a refusal leaves the log as it was.
+  require_log(log_file);
+  for (auto const& file : files) {
+    require_copyable(file);
+  }
   std::optional<cpputil::logger::Logger> log;
   try {
     log.emplace(log_file);
@@ -145,6 +180,8 @@ int log_command(std::string const& log_file, std::vector<std::string> const& mes
   for (auto const& file : files) {
     try {
       cpputil::logger::append_file(file);
+    } catch (std::bad_alloc const&) {
+      throw UsageError(file + ": too large to copy into the log");
     } catch (std::runtime_error const& error) {
       throw UsageError(file + ": " + error.what());
     }

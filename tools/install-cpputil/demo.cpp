@@ -65,6 +65,10 @@ void install(DemoOptions const& options, std::string const& examples) {
 
 int demo_command(DemoOptions const& options) {
   std::string const log_file = options.dir + "/install.log";
+  require_log(log_file);
+  require_input(options.examples + "/input.txt");
+  require_input(options.examples + "/rules.txt");
+  require_copyable(options.examples + "/components.txt");
   int status = 0;
   {
     StopRelay const relay;

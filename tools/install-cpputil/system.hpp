@@ -4,12 +4,22 @@
 
 #include <atomic>
 #include <filesystem>
+#include <optional>
+#include <string>
 #include <thread>
 
 namespace install_cpputil_tool {
 
 /// The running program's file; empty when it cannot be told.
 std::filesystem::path own_path();
+
+/// Why `file` cannot be read whole without blocking, or nothing when it can: it must be a
+/// regular file that this process may open or, with `pipes`, a pipe that is already open (as
+/// `<(...)` gives). Never opens a named pipe, whose opening waits for a writer.
+std::optional<std::string> input_problem(std::string const& file, bool pipes);
+
+/// Why a log cannot be written at `file` without blocking, or nothing when it can.
+std::optional<std::string> log_problem(std::string const& file);
 
 /// While it lives, the user's requests to stop (SIGINT and SIGTERM; on Windows Ctrl-C,
 /// Ctrl-Break and closing the console) call install::cpputil::interrupt::set() on a thread of

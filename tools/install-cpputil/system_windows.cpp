@@ -1,9 +1,11 @@
-// The tool's calls to Windows: a console control handler, GetModuleFileNameW.
+// The tool's calls to Windows: a console control handler, GetModuleFileNameW, file handles.
+#include <system_error>
 #include <vector>
 
 #include <windows.h>
 
 #include "install/cpputil/interrupt.hpp"
+#include "install/cpputil/ustring.hpp"
 
 #include "install-cpputil/system.hpp"
 
@@ -16,6 +18,15 @@ namespace {
 std::atomic<int> stop_status{0};
 HANDLE wake = nullptr;      // auto-reset: a request came, or the relay is ending
 HANDLE finished = nullptr;  // manual-reset: the relay has ended
+
+std::wstring wide(std::string const& utf8) {
+  install::cpputil::ustring const text = install::cpputil::utf8_to_ustring(utf8);
+  return {text.begin(), text.end()};
+}
+
+std::string error_text(DWORD error) {
+  return std::system_category().message(static_cast<int>(error));
+}
 
 BOOL WINAPI on_console_event(DWORD event) {
   int none = 0;
@@ -44,6 +55,33 @@ std::filesystem::path own_path() {
     name.resize(name.size() * 2);  // cut short: a long path
   }
 }
+
+// Nothing in the file system blocks on opening here: a file or a device, but never a pipe
+// without a writer, so a handle opened and closed at once tells what reading it would meet.
+std::optional<std::string> input_problem(std::string const& file, bool /*pipes*/) {
+  std::wstring const name = wide(file);
+  DWORD const attributes = GetFileAttributesW(name.c_str());
+  if (attributes == INVALID_FILE_ATTRIBUTES) {
+    return error_text(GetLastError());
+  }
+  if ((attributes & FILE_ATTRIBUTE_DIRECTORY) != 0) {
+    return "is a folder, not a file";
+  }
+  HANDLE handle = CreateFileW(name.c_str(), GENERIC_READ,
+                              FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
+                              OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
+  if (handle == INVALID_HANDLE_VALUE) {
+    return error_text(GetLastError());
+  }
+  DWORD const type = GetFileType(handle);
+  CloseHandle(handle);
+  if (type != FILE_TYPE_DISK) {
+    return "is not a regular file";
+  }
+  return std::nullopt;
+}
+
+std::optional<std::string> log_problem(std::string const& /*file*/) { return std::nullopt; }
 
 StopRelay::StopRelay() {
   if (wake == nullptr) {
