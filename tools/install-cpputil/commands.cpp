@@ -56,22 +56,40 @@ std::map<std::string, std::string> single_settings(cpputil::PropertyMap const& m
   return settings;
 }
 
+namespace {
+
+std::string quoted(cpputil::ustring const& text) {
+  return nlohmann::json(ustring_to_utf8(text)).dump();
+}
+
+// Written in one pass in the map's order, as dump(2) lays it out: an ordered JSON object would
+// look every key up linearly while it is built.
+void print_json(cpputil::PropertyMap const& map) {
+  std::string out = "{";
+  for (auto const& [key, value] : map) {
+    out += out.size() == 1 ? "\n  " : ",\n  ";
+    out += quoted(key) + ": ";
+    if (auto const* text = std::get_if<cpputil::ustring>(&value)) {
+      out += quoted(*text);
+      continue;
+    }
+    auto const& list = std::get<std::vector<cpputil::ustring>>(value);
+    out += '[';
+    for (auto const& entry : list) {
+      out += (&entry == list.data() ? "\n    " : ",\n    ") + quoted(entry);
+    }
+    out += list.empty() ? "]" : "\n  ]";
+  }
+  out += map.empty() ? "}\n" : "\n}\n";
+  std::cout << out;
+}
+
+}  // namespace
+
 int parse_command(std::string const& file, bool json) {
   auto const map = parse_file(file);
   if (json) {
-    auto object = nlohmann::ordered_json::object();
-    for (auto const& [key, value] : map) {
-      if (auto const* text = std::get_if<cpputil::ustring>(&value)) {
-        object[ustring_to_utf8(key)] = ustring_to_utf8(*text);
-      } else {
-        auto list = nlohmann::ordered_json::array();
-        for (auto const& entry : std::get<std::vector<cpputil::ustring>>(value)) {
-          list.push_back(ustring_to_utf8(entry));
-        }
-        object[ustring_to_utf8(key)] = std::move(list);
-      }
-    }
-    std::cout << object.dump(2) << '\n';
+    print_json(map);
     return 0;
   }
   for (auto const& [key, value] : map) {
