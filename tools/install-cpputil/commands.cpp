@@ -139,21 +139,18 @@ int compare_command(std::string const& first, std::string const& second) {
   cpputil::VersionComparator const comparator;
   auto const a = utf8_to_ustring(first);
   auto const b = utf8_to_ustring(second);
-  try {
-    std::cout << comparator.compareVersionNumbers(a, b) << '\n';
-    return 0;
-  } catch (std::logic_error const&) {
-    // Which one is at fault: a version compared with itself reads every piece of it.
-    std::string const& culprit = [&]() -> std::string const& {
-      try {
-        comparator.compareVersionNumbers(a, a);
-      } catch (std::logic_error const&) {
-        return first;
-      }
-      return second;
-    }();
-    throw UsageError("not a version number: '" + culprit + "'");
+  // Each on its own first, since a comparison stops at the first piece that differs; a version
+  // compared with itself reads every piece of it.
+  for (auto const* version : {&first, &second}) {
+    auto const text = utf8_to_ustring(*version);
+    try {
+      comparator.compareVersionNumbers(text, text);
+    } catch (std::logic_error const&) {
+      throw UsageError("not a version number: '" + *version + "'");
+    }
   }
+  std::cout << comparator.compareVersionNumbers(a, b) << '\n';
+  return 0;
 }
 
 int locale_command() {
