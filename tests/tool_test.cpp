@@ -1,4 +1,5 @@
 // install-cpputil run as a process: outputs, exit statuses and the logs it writes.
+#include <array>
 #include <chrono>
 #include <filesystem>
 #include <regex>
@@ -9,7 +10,10 @@
 #include <vector>
 
 #include <fcntl.h>
+#include <grp.h>
+#include <pwd.h>
 #include <signal.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -23,6 +27,12 @@ namespace {
 
 using testing::read_file;
 
+// First in a row's arguments: run as nobody, who cannot read a mode 000 file even where the
+// tests run as root.
+std::string const kNobody = "<nobody>";
+// Stands for a pipe holding "a = 1\n", closed for writing, as <(...) gives.
+std::string const kPipe = "<pipe>";
+
 struct Result {
   int status = -1;
   std::string out;
@@ -33,19 +43,33 @@ class Tool : public ::testing::Test {
  protected:
   // Runs in the scratch folder, where its output goes; TMPDIR there keeps off the real default log.
   pid_t start(std::vector<std::string> args) {
+    passwd const* nobody = nullptr;
+    if (args.front() == kNobody) {
+      args.erase(args.begin());
+      nobody = ::geteuid() == 0 ? ::getpwnam("nobody") : nullptr;
+    }
     args.insert(args.begin(), INSTALL_CPPUTIL_TOOL);
     pid_t const pid = ::fork();
     if (pid == 0) {
+      ::alarm(60);  // kills a tool that blocks, failing its case rather than hanging the test
       ::setenv("TMPDIR", dir_.path().c_str(), 1);
       std::vector<char*> argv;
       for (auto& arg : args) {
+        if (std::array<int, 2> ends{}; arg == kPipe && ::pipe(ends.data()) == 0) {
+          static_cast<void>(::write(ends[1], "a = 1\n", 6));
+          ::close(ends[1]);
+          arg = "/dev/fd/" + std::to_string(ends[0]);
+        }
         argv.push_back(arg.data());
       }
       argv.push_back(nullptr);
       if (::chdir(dir_.path().c_str()) == 0) {
         ::dup2(::open("stdout", O_WRONLY | O_CREAT | O_TRUNC, 0644), 1);
         ::dup2(::open("stderr", O_WRONLY | O_CREAT | O_TRUNC, 0644), 2);
-        ::execv(argv[0], argv.data());
+        if (nobody == nullptr || (::setgroups(0, nullptr) == 0 && ::setgid(nobody->pw_gid) == 0 &&
+                                  ::setuid(nobody->pw_uid) == 0)) {
+          ::execv(argv[0], argv.data());
+        }
       }
       ::_exit(127);
     }
@@ -76,30 +100,61 @@ TEST_F(Tool, CommandsGiveTheirOutputAndStatus) {
   std::filesystem::create_directories(dir_.path() / "plain/root");
   std::filesystem::create_directories(dir_.path() / "sandboxed/root");
   file("sandboxed/qx_anchor", "");
+  file("in", "a = 1\n");
+  file("rules", "a = intval\n");
+  file("locked", "a = 1\n");
+  std::filesystem::permissions(dir_ / "locked", std::filesystem::perms::none);
+  std::filesystem::permissions(dir_.path(), std::filesystem::perms::others_exec,
+                               std::filesystem::perm_options::add);
+  ASSERT_EQ(::mkfifo((dir_ / "fifo").c_str(), 0644), 0);
+  file("huge", "");
+  std::filesystem::resize_file(dir_ / "huge", std::uintmax_t{100} << 30U);  // truncate -s 100G
   std::string const any = "<any>";
-  std::string const e = "install-cpputil: ";
-  // Arguments, exit status, standard output and standard error.
-  std::tuple<std::vector<std::string>, int, std::string, std::string> const cases[] = {
-      {{"compare", "1.10", "1.9"}, 0, "1\n", ""},
-      {{"compare", "1.2", "1.2.0"}, 0, "0\n", ""},
-      {{"compare", "1.99999999999", "1"}, 2, "", e + "not a version number: '1.99999999999'\n"},
-      {{"compare", "1.0", "1.x"}, 2, "", e + "not a version number: '1.x'\n"},
-      {{"sandbox", "--root", "plain/root"}, 0, "false\n", ""},
-      {{"sandbox", "--root", "sandboxed/root"}, 0, "true\n", ""},
-      {{"locale"}, 0, any, ""},
-      {{"--version"}, 0, "install-cpputil 1.0.0\n", ""},
-      {{"parse", "none.txt"}, 2, "", e + "none.txt: input file does not exist!\n"},
-      {{"--trace", "lots", "locale"}, 2, "", e + "not a trace mask: 'lots'\n"},
-      {{"log", "--to", "", "x"}, 2, "", e + "Install Logger: Cannot open file \"\"\n"},
-      {{"log", "--to", "x.log", "--file", "none"}, 2, "", e + "none: The file does not exist.\n"},
-      {{"frobnicate"}, 2, any, any},
+  auto const e = [](std::string const& text) { return "install-cpputil: " + text + "\n"; };
+  std::string const traced = "[install::cpputil::InputFileParser] 4  line=a = 1\n";
+  // Arguments, exit status, standard output, standard error and the log "log" afterwards.
+  std::tuple<std::vector<std::string>, int, std::string, std::string, std::string> const cases[] = {
+      {{"compare", "1.10", "1.9"}, 0, "1\n", "", ""},
+      {{"compare", "1.2", "1.2.0"}, 0, "0\n", "", ""},
+      {{"compare", "1.99999999999", "1"}, 2, "", e("not a version number: '1.99999999999'"), ""},
+      {{"compare", "1.0", "1.x"}, 2, "", e("not a version number: '1.x'"), ""},
+      {{"compare", "1.x", "2.y"}, 2, "", e("not a version number: '1.x'"), ""},
+      {{"sandbox", "--root", "plain/root"}, 0, "false\n", "", ""},
+      {{"sandbox", "--root", "sandboxed/root"}, 0, "true\n", "", ""},
+      {{"locale"}, 0, any, "", ""},
+      {{"--version"}, 0, "install-cpputil 1.0.0\n", "", ""},
+      {{"parse", "none.txt"}, 2, "", e("none.txt: No such file or directory"), ""},
+      {{"parse", "."}, 2, "", e(".: is a folder, not a file"), ""},
+      {{"parse", kPipe}, 0, "a = 1\n", "", ""},
+      {{kNobody, "check", "locked", "--rules", "rules"}, 2, "", e("locked: Permission denied"), ""},
+      {{kNobody, "check", "in", "--rules", "locked"}, 2, "", e("locked: Permission denied"), ""},
+      {{"check", "fifo", "--rules", "rules"}, 2, "", e("fifo: is a named pipe, not a file"), ""},
+      {{"check", "in", "--rules", "fifo"}, 2, "", e("fifo: is a named pipe, not a file"), ""},
+      {{"log", "--to", "fifo", "x"}, 2, "", e("fifo: is a pipe, not a file"), ""},
+      {{"log", "--to", "log", "--file", "fifo", "x"}, 2, "", e("fifo: is a pipe, not a file"), ""},
+      {{"log", "--to", "log", "--file", "no", "x"}, 2, "", e("no: No such file or directory"), ""},
+      {{"log", "--to", "log", "--file", "huge", "x"},
+       2,
+       "",
+       e("huge: larger than 256 MiB, too large to copy into the log"),
+       ""},
+      {{"log", "--to", "", "x"}, 2, "", e("Install Logger: Cannot open file \"\""), ""},
+      {{"log", "--to", "log", "--", "--trace"}, 0, "", "", "(T) --trace\n"},
+      {{"--trace", "12", "parse", "in"}, 0, "a = 1\n", traced, ""},
+      {{"--trace", "012", "parse", "in"}, 0, "a = 1\n", traced, ""},
+      {{"parse", "in", "--trace", "0x0C"}, 0, "a = 1\n", traced, ""},
+      {{"--trace", "+4", "locale"}, 2, "", e("not a trace mask: '+4'"), ""},
+      {{"bogus"}, 2, "", e("unknown command 'bogus' (see --help)"), ""},
+      {{"parse"}, 2, "", e("FILE is required (see --help)"), ""},
   };
-  for (auto const& [args, status, out, err] : cases) {
+  for (auto const& [args, status, out, err, log] : cases) {
     SCOPED_TRACE(args[0] + " " + args.back());
+    std::filesystem::remove(dir_ / "log");
     auto const result = run(args);
     EXPECT_EQ(result.status, status);
     EXPECT_EQ(result.out, out == any ? result.out : out);
-    EXPECT_EQ(result.err, err == any ? result.err : err);
+    EXPECT_EQ(result.err, err);
+    EXPECT_EQ(log_of("log"), log);
   }
 }
 
@@ -107,8 +162,12 @@ TEST_F(Tool, ParseJsonReadsBackAsTheMap) {
   auto const input = file("in.txt",
                           "# comment\r\nName = Value\r\nproduct.Alpha_Tools\nproduct.Beta\n"
                           "caf\xC3\xA9 = cr\xC3\xA8me\n");
+  // Records made by the variable's masks go to standard error, as --trace's do.
+  testing::ScopedEnv const trace("INSTALL_CPPUTIL_TRACE", "*=12");
   auto const json = run({"parse", input, "--json"});
   ASSERT_EQ(json.status, 0) << json.err;
+  EXPECT_NE(json.err.find("[install::cpputil::InputFileParser] 4  line=Name = Value\n"),
+            std::string::npos);
   EXPECT_EQ(nlohmann::json::parse(json.out),
             nlohmann::json({{"caf\xC3\xA9", "cr\xC3\xA8me"},
                             {"name", "Value"},
@@ -149,7 +208,7 @@ TEST_F(Tool, LogAppendsMessagesThenFiles) {
   EXPECT_EQ(log_of("traced.log"), "(T) hello\n");
 }
 
-TEST_F(Tool, DemoRunsToCompletionOrStopsAtSigint) {
+TEST_F(Tool, DemoRunsToCompletionOrStopsAtSigintOrSigterm) {
   auto const done = run({"demo", "--dir", "done", "--steps", "1", "--step-ms", "0"});
   ASSERT_EQ(done.status, 0) << done.err;
   EXPECT_NE(done.out.find("Installation log: done/install.log"), std::string::npos);
@@ -157,17 +216,20 @@ TEST_F(Tool, DemoRunsToCompletionOrStopsAtSigint) {
       read_file(dir_ / "done/install.log"),
       std::regex(R"(\) Setup begun\.\n[^]*End of the file [^]*\) Setup finished\.\n$)")));
 
-  std::string const log = dir_ / "stopped/install.log";
-  pid_t const pid = start({"demo", "--dir", "stopped", "--steps", "1000", "--step-ms", "50"});
-  // Cancel as a user's Ctrl-C would, once the work has begun.
-  for (int i = 0; i < 600 && read_file(log).find("Installing") == std::string::npos; ++i) {
-    std::this_thread::sleep_for(std::chrono::milliseconds(50));
+  for (auto const& [signal, status] : {std::pair{SIGINT, 130}, std::pair{SIGTERM, 143}}) {
+    std::string const name = std::to_string(signal);
+    std::string const log = dir_ / (name + "/install.log");
+    pid_t const pid = start({"demo", "--dir", name, "--steps", "1000", "--step-ms", "50"});
+    // Stop it as a user's Ctrl-C or a service manager would, once the work has begun.
+    for (int i = 0; i < 600 && read_file(log).find("Installing") == std::string::npos; ++i) {
+      std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    }
+    ::kill(pid, signal);
+    auto const stopped = finish(pid);
+    EXPECT_EQ(stopped.status, status) << stopped.err;
+    EXPECT_NE(read_file(log).find(") Interrupted.\n"), std::string::npos) << read_file(log);
+    EXPECT_EQ(read_file(log).find("Setup finished."), std::string::npos);
   }
-  ::kill(pid, SIGINT);
-  auto const stopped = finish(pid);
-  EXPECT_EQ(stopped.status, 130) << stopped.err;
-  EXPECT_NE(read_file(log).find(") Interrupted.\n"), std::string::npos) << read_file(log);
-  EXPECT_EQ(read_file(log).find("Setup finished."), std::string::npos);
 }
 
 }  // namespace

@@ -1,7 +1,9 @@
 #include "install-cpputil/commands.hpp"
 
+#include <filesystem>
 #include <iostream>
 #include <map>
+#include <new>
 
 #include <nlohmann/json.hpp>
 
@@ -13,15 +15,32 @@
 #include "install/cpputil/platform.hpp"
 #include "install/cpputil/validate.hpp"
 
+#include "install-cpputil/system.hpp"
+
 namespace install_cpputil_tool {
 
 namespace cpputil = install::cpputil;
 using cpputil::ustring_to_utf8;
 using cpputil::utf8_to_ustring;
 
+void require_input(std::string const& file, bool pipes) {
+  if (auto const problem = input_problem(file, pipes)) {
+    throw UsageError(file + ": " + *problem);
+  }
+}
+
+void require_log(std::string const& file) {
+  if (auto const problem = log_problem(file)) {
+    throw UsageError(file + ": " + *problem);
+  }
+}
+
 cpputil::PropertyMap parse_file(std::string const& file) {
+  require_input(file);
   try {
     return cpputil::InputFileParser().parse(utf8_to_ustring(file));
+  } catch (std::bad_alloc const&) {
+    throw UsageError(file + ": too large to read");
   } catch (std::runtime_error const& error) {
     throw UsageError(file + ": " + error.what());
   }
@@ -37,22 +56,40 @@ std::map<std::string, std::string> single_settings(cpputil::PropertyMap const& m
   return settings;
 }
 
+namespace {
+
+std::string quoted(cpputil::ustring const& text) {
+  return nlohmann::json(ustring_to_utf8(text)).dump();
+}
+
+// Written in one pass in the map's order, as dump(2) lays it out: an ordered JSON object would
+// look every key up linearly while it is built.
+void print_json(cpputil::PropertyMap const& map) {
+  std::string out = "{";
+  for (auto const& [key, value] : map) {
+    out += out.size() == 1 ? "\n  " : ",\n  ";
+    out += quoted(key) + ": ";
+    if (auto const* text = std::get_if<cpputil::ustring>(&value)) {
+      out += quoted(*text);
+      continue;
+    }
+    auto const& list = std::get<std::vector<cpputil::ustring>>(value);
+    out += '[';
+    for (auto const& entry : list) {
+      out += (&entry == list.data() ? "\n    " : ",\n    ") + quoted(entry);
+    }
+    out += list.empty() ? "]" : "\n  ]";
+  }
+  out += map.empty() ? "}\n" : "\n}\n";
+  std::cout << out;
+}
+
+}  // namespace
+
 int parse_command(std::string const& file, bool json) {
   auto const map = parse_file(file);
   if (json) {
-    auto object = nlohmann::ordered_json::object();
-    for (auto const& [key, value] : map) {
-      if (auto const* text = std::get_if<cpputil::ustring>(&value)) {
-        object[ustring_to_utf8(key)] = ustring_to_utf8(*text);
-      } else {
-        auto list = nlohmann::ordered_json::array();
-        for (auto const& entry : std::get<std::vector<cpputil::ustring>>(value)) {
-          list.push_back(ustring_to_utf8(entry));
-        }
-        object[ustring_to_utf8(key)] = std::move(list);
-      }
-    }
-    std::cout << object.dump(2) << '\n';
+    print_json(map);
     return 0;
   }
   for (auto const& [key, value] : map) {
@@ -74,6 +111,7 @@ int check_command(std::string const& file, std::string const& rules_file,
   auto const rules = single_settings(parse_file(rules_file));
   std::optional<cpputil::logger::Logger> log;
   if (log_file) {
+    require_log(*log_file);
     try {
       log.emplace(*log_file);
     } catch (std::runtime_error const& error) {
@@ -101,21 +139,18 @@ int compare_command(std::string const& first, std::string const& second) {
   cpputil::VersionComparator const comparator;
   auto const a = utf8_to_ustring(first);
   auto const b = utf8_to_ustring(second);
-  try {
-    std::cout << comparator.compareVersionNumbers(a, b) << '\n';
-    return 0;
-  } catch (std::logic_error const&) {
-    // Which one is at fault: a version compared with itself reads every piece of it.
-    std::string const& culprit = [&]() -> std::string const& {
-      try {
-        comparator.compareVersionNumbers(a, a);
-      } catch (std::logic_error const&) {
-        return first;
-      }
-      return second;
-    }();
-    throw UsageError("not a version number: '" + culprit + "'");
+  // Each on its own first, since a comparison stops at the first piece that differs; a version
+  // compared with itself reads every piece of it.
+  for (auto const* version : {&first, &second}) {
+    auto const text = utf8_to_ustring(*version);
+    try {
+      comparator.compareVersionNumbers(text, text);
+    } catch (std::logic_error const&) {
+      throw UsageError("not a version number: '" + *version + "'");
+    }
   }
+  std::cout << comparator.compareVersionNumbers(a, b) << '\n';
+  return 0;
 }
 
 int locale_command() {
@@ -131,8 +166,23 @@ int sandbox_command(std::optional<std::string> const& root) {
   return 0;
 }
 
+void require_copyable(std::string const& file) {
+  // The copy is built in memory, in several forms, before it is written as one record.
+  constexpr std::uintmax_t kLargest = std::uintmax_t{256} << 20U;
+  require_input(file, false);
+  std::error_code ignored;
+  if (auto const size = std::filesystem::file_size(file, ignored); !ignored && size > kLargest) {
+    throw UsageError(file + ": larger than 256 MiB, too large to copy into the log");
+  }
+}
+
 int log_command(std::string const& log_file, std::vector<std::string> const& messages,
                 std::vector<std::string> const& files) {
+  // Everything is checked before the first record, so a refusal leaves the log as it was.
+  require_log(log_file);
+  for (auto const& file : files) {
+    require_copyable(file);
+  }
   std::optional<cpputil::logger::Logger> log;
   try {
     log.emplace(log_file);
@@ -145,6 +195,8 @@ int log_command(std::string const& log_file, std::vector<std::string> const& mes
   for (auto const& file : files) {
     try {
       cpputil::logger::append_file(file);
+    } catch (std::bad_alloc const&) {
+      throw UsageError(file + ": too large to copy into the log");
     } catch (std::runtime_error const& error) {
       throw UsageError(file + ": " + error.what());
     }

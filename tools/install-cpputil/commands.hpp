@@ -20,7 +20,15 @@ class UsageError : public std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
-/// The property map of an input file; a missing file is a UsageError naming it.
+/// Throws a UsageError naming `file` unless it is a regular file that can be read, or with
+/// `pipes` a pipe already open: what the library would read as empty or wait on forever.
+void require_input(std::string const& file, bool pipes = true);
+/// Throws a UsageError naming `file` unless it is a regular file small enough to be copied
+/// into the log.
+void require_copyable(std::string const& file);
+/// Throws a UsageError naming `file` where a log cannot be written without waiting.
+void require_log(std::string const& file);
+/// The property map of an input file; a file that cannot be read is a UsageError naming it.
 install::cpputil::PropertyMap parse_file(std::string const& file);
 /// The single-text settings of a property map, as UTF-8.
 std::map<std::string, std::string> single_settings(install::cpputil::PropertyMap const& map);

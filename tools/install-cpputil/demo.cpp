@@ -1,14 +1,9 @@
 // The typical installation, end to end: a log, the input file, its validation, progress, a side
 // file copied into the log, and work that a Ctrl-C unwinds through the interrupt flag.
-#include <atomic>
 #include <chrono>
-#include <ctime>
 #include <fstream>
 #include <iostream>
 #include <thread>
-
-#include <pthread.h>
-#include <signal.h>
 
 #include "install/cpputil/InputFileParser.hpp"
 #include "install/cpputil/interrupt.hpp"
@@ -16,6 +11,7 @@
 #include "install/cpputil/validate.hpp"
 
 #include "install-cpputil/commands.hpp"
+#include "install-cpputil/system.hpp"
 
 namespace install_cpputil_tool {
 
@@ -23,43 +19,6 @@ namespace cpputil = install::cpputil;
 using cpputil::logger::append_message;
 
 namespace {
-
-// Turns SIGINT and SIGTERM into interrupt::set() on a thread of its own: a signal handler may
-// not trace or lock, and set() does both.
-class SignalThread {
- public:
-  SignalThread() {
-    sigemptyset(&signals_);
-    sigaddset(&signals_, SIGINT);
-    sigaddset(&signals_, SIGTERM);
-    // Blocked before the thread starts, so every thread inherits the mask and only sigtimedwait
-    // below ever sees these signals.
-    pthread_sigmask(SIG_BLOCK, &signals_, &previous_);
-    thread_ = std::thread([this] { run(); });
-  }
-  ~SignalThread() {
-    stop_ = true;
-    thread_.join();
-    pthread_sigmask(SIG_SETMASK, &previous_, nullptr);
-  }
-  SignalThread(SignalThread const&) = delete;
-  SignalThread& operator=(SignalThread const&) = delete;
-
- private:
-  void run() {
-    timespec const poll{0, 100'000'000};
-    while (!stop_) {
-      if (sigtimedwait(&signals_, nullptr, &poll) > 0) {
-        cpputil::interrupt::set();
-      }
-    }
-  }
-
-  sigset_t signals_{};
-  sigset_t previous_{};
-  std::atomic<bool> stop_{false};
-  std::thread thread_;
-};
 
 std::vector<std::string> list_setting(cpputil::PropertyMap const& map, char16_t const* key) {
   std::vector<std::string> entries;
@@ -82,7 +41,7 @@ void install(DemoOptions const& options, std::string const& examples) {
   cpputil::validate_args(settings, rules);
   append_message("Arguments validated against " + std::to_string(rules.size()) + " rules.");
   for (auto const& [key, value] : settings) {
-    append_message("  " + key + " = " + value);
+    append_message(std::string("  ").append(key).append(" = ").append(value));
   }
   cpputil::logger::append_file(examples + "/components.txt");
 
@@ -106,9 +65,13 @@ void install(DemoOptions const& options, std::string const& examples) {
 
 int demo_command(DemoOptions const& options) {
   std::string const log_file = options.dir + "/install.log";
+  require_log(log_file);
+  require_input(options.examples + "/input.txt");
+  require_input(options.examples + "/rules.txt");
+  require_copyable(options.examples + "/components.txt");
   int status = 0;
   {
-    SignalThread const signals;
+    StopRelay const relay;
     std::optional<cpputil::logger::Logger> log;
     try {
       log.emplace(log_file);
@@ -123,7 +86,7 @@ int demo_command(DemoOptions const& options) {
     } catch (cpputil::interrupt::Exception const& interrupted) {
       std::cout << "\nCancelled.\n";
       append_message(interrupted.what());
-      status = 130;
+      status = relay.exit_status();
     } catch (std::invalid_argument const& violation) {
       append_message(std::string("Invalid input: ") + violation.what());
       throw UsageError(std::string("invalid input: ") + violation.what());

@@ -1,7 +1,11 @@
 // install-cpputil: the library's services from a shell.
-#include <cstdlib>
+#include <charconv>
+#include <cstdint>
+#include <cstdio>
 #include <filesystem>
 #include <iostream>
+#include <new>
+#include <string_view>
 
 #include <CLI/CLI.hpp>
 #include <boost/log/expressions.hpp>
@@ -10,15 +14,22 @@
 #include "install/cpputil/diagnostics.hpp"
 
 #include "install-cpputil/commands.hpp"
+#include "install-cpputil/system.hpp"
 
 namespace {
 
 using namespace install_cpputil_tool;
 
+constexpr char const* kExitStatuses = R"(Exit status:
+  0        success
+  1        check found settings that break their rules
+  2        an error, told in one line on standard error
+  130/143  stopped by SIGINT (Ctrl-C) or SIGTERM)";
+
 // Installed examples sit beside the program's prefix; a build tree uses the sources'.
 std::string default_examples() {
   std::error_code ignored;
-  auto const self = std::filesystem::canonical("/proc/self/exe", ignored);
+  auto const self = own_path();
   auto const installed = self.parent_path().parent_path() / INSTALL_CPPUTIL_INSTALLED_EXAMPLES;
   if (!self.empty() && std::filesystem::is_directory(installed, ignored)) {
     return installed.string();
@@ -26,16 +37,21 @@ std::string default_examples() {
   return INSTALL_CPPUTIL_SOURCE_EXAMPLES;
 }
 
+// As INSTALL_CPPUTIL_TRACE reads a mask: decimal, or hexadecimal after 0x; no sign; 32 bits.
 std::uint32_t parse_mask(std::string const& text) {
-  try {
-    std::size_t used = 0;
-    unsigned long const mask = std::stoul(text, &used, 0);
-    if (used == text.size() && mask <= 0xFFFFFFFFUL && text.find('-') == std::string::npos) {
-      return static_cast<std::uint32_t>(mask);
-    }
-  } catch (std::logic_error const&) {
+  std::string_view digits = text;
+  int base = 10;
+  if (digits.size() > 2 && digits[0] == '0' && (digits[1] == 'x' || digits[1] == 'X')) {
+    digits.remove_prefix(2);
+    base = 16;
   }
-  throw UsageError("not a trace mask: '" + text + "'");
+  std::uint32_t mask = 0;
+  auto const* end = digits.data() + digits.size();
+  auto const [stop, error] = std::from_chars(digits.data(), end, mask, base);
+  if (error != std::errc() || stop != end) {
+    throw UsageError("not a trace mask: '" + text + "'");
+  }
+  return mask;
 }
 
 // Our own sink keeps traces off standard output, where the commands print their results.
@@ -48,16 +64,42 @@ void trace_to_standard_error() {
                         << expr::attr<int>("Severity") << ' ' << expr::smessage));
 }
 
-}  // namespace
+// Every error ends the same way: one line, whatever the text holds.
+int fail(std::string text) {
+  for (char& c : text) {
+    if (static_cast<unsigned char>(c) < 0x20 || c == 0x7F) {
+      c = '?';
+    }
+  }
+  std::cerr << "install-cpputil: " << text << '\n';
+  return kUsageError;
+}
 
-int main(int argc, char** argv) {
+std::string usage_problem(CLI::App const& app, CLI::ParseError const& error) {
+  std::string text = error.what();
+  if (app.get_subcommands().empty() && !app.remaining().empty()) {
+    text = "unknown command '" + app.remaining().front() + "'";
+  }
+  return text + " (see --help)";
+}
+
+int run(int argc, char** argv) {
+  // First of all: INSTALL_CPPUTIL_TRACE may have turned channels on already, and while the core
+  // has no sink, Boost.Log's default one prints onto standard output, among the results.
+  trace_to_standard_error();
+
   CLI::App app("Installer utilities: input files, rules, versions, the installation log.",
                "install-cpputil");
+  app.footer(kExitStatuses);
   app.set_version_flag("--version", "install-cpputil " INSTALL_CPPUTIL_VERSION);
   app.require_subcommand(1);
+  // Subcommands inherit it, so --trace is taken after the subcommand too.
+  app.fallthrough();
   std::string trace_mask;
-  app.add_option("--trace", trace_mask,
-                 "Trace every channel to standard error with this severity mask (e.g. 12)");
+  auto* trace =
+      app.add_option("--trace", trace_mask,
+                     "Trace every channel to standard error with this severity mask, decimal or 0x "
+                     "hexadecimal (e.g. 12 or 0x0C)");
 
   std::string file;
   bool json = false;
@@ -83,7 +125,12 @@ int main(int argc, char** argv) {
 
   std::string root;
   auto* sandbox = app.add_subcommand("sandbox", "Tell whether a sandbox anchor is in place");
-  auto* sandbox_root = sandbox->add_option("--root", root, "Installation root to examine");
+  auto* sandbox_root =
+      sandbox
+          ->add_option("--root", root,
+                       "Installation root to examine: the anchor qx_anchor is looked for beside "
+                       "DIR, in its parent folder")
+          ->type_name("DIR");
 
   std::vector<std::string> messages;
   std::vector<std::string> files;
@@ -108,42 +155,51 @@ int main(int argc, char** argv) {
   try {
     app.parse(argc, argv);
   } catch (CLI::ParseError const& error) {
-    int const status = app.exit(error);
-    return status == 0 ? 0 : kUsageError;
+    if (error.get_exit_code() == 0) {
+      return app.exit(error);  // --help or --version
+    }
+    return fail(usage_problem(app, error));
   }
 
+  int status = kUsageError;
   try {
-    if (!trace_mask.empty()) {
+    if (*trace) {
       install::cpputil::diagnostics::set_channel_mask("*", parse_mask(trace_mask));
-      trace_to_standard_error();
     }
     if (*parse) {
-      return parse_command(file, json);
+      status = parse_command(file, json);
+    } else if (*check) {
+      status = check_command(file, rules, *check_log ? std::optional(log_to) : std::nullopt);
+    } else if (*compare) {
+      status = compare_command(first, second);
+    } else if (*locale) {
+      status = locale_command();
+    } else if (*sandbox) {
+      status = sandbox_command(*sandbox_root ? std::optional(root) : std::nullopt);
+    } else if (*log) {
+      status = log_command(log_to, messages, files);
+    } else if (*demo) {
+      status = demo_command(demo_options);
     }
-    if (*check) {
-      return check_command(file, rules, *check_log ? std::optional(log_to) : std::nullopt);
-    }
-    if (*compare) {
-      return compare_command(first, second);
-    }
-    if (*locale) {
-      return locale_command();
-    }
-    if (*sandbox) {
-      return sandbox_command(*sandbox_root ? std::optional(root) : std::nullopt);
-    }
-    if (*log) {
-      return log_command(log_to, messages, files);
-    }
-    if (*demo) {
-      return demo_command(demo_options);
-    }
-  } catch (UsageError const& error) {
-    std::cerr << "install-cpputil: " << error.what() << '\n';
-    return kUsageError;
+  } catch (std::bad_alloc const&) {
+    return fail("out of memory");
   } catch (std::exception const& error) {
-    std::cerr << "install-cpputil: " << error.what() << '\n';
-    return 1;
+    return fail(error.what());
   }
-  return kUsageError;
+  if (std::cout.flush().bad()) {
+    return fail("cannot write to standard output");
+  }
+  return status;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  try {
+    return run(argc, argv);
+  } catch (std::exception const& error) {  // setting the tool up: out of memory
+    // NOLINTNEXTLINE(cppcoreguidelines-pro-type-vararg): allocates nothing, as memory may be short
+    static_cast<void>(std::fprintf(stderr, "install-cpputil: %s\n", error.what()));
+    return kUsageError;
+  }
 }

@@ -1,0 +1,114 @@
+// The tool's calls to Windows: a console control handler, GetModuleFileNameW, file handles.
+#include <system_error>
+#include <vector>
+
+#include <windows.h>
+
+#include "install/cpputil/interrupt.hpp"
+#include "install/cpputil/ustring.hpp"
+
+#include "install-cpputil/system.hpp"
+
+namespace install_cpputil_tool {
+namespace {
+
+// Shared with the console handler, which runs on a thread of the system's: it only sets the
+// status and wakes the relay. The events are made once and never closed, so a handler that
+// runs late never sees a closed handle.
+std::atomic<int> stop_status{0};
+HANDLE wake = nullptr;      // auto-reset: a request came, or the relay is ending
+HANDLE finished = nullptr;  // manual-reset: the relay has ended
+
+std::wstring wide(std::string const& utf8) {
+  install::cpputil::ustring const text = install::cpputil::utf8_to_ustring(utf8);
+  return {text.begin(), text.end()};
+}
+
+std::string error_text(DWORD error) {
+  return std::system_category().message(static_cast<int>(error));
+}
+
+BOOL WINAPI on_console_event(DWORD event) {
+  int none = 0;
+  stop_status.compare_exchange_strong(none, event == CTRL_C_EVENT ? 130 : 143);
+  SetEvent(wake);
+  if (event == CTRL_CLOSE_EVENT || event == CTRL_LOGOFF_EVENT || event == CTRL_SHUTDOWN_EVENT) {
+    // Windows ends the process as soon as this returns: give the work a while to unwind and
+    // write its last records.
+    WaitForSingleObject(finished, 4000);
+  }
+  return TRUE;
+}
+
+}  // namespace
+
+std::filesystem::path own_path() {
+  std::vector<wchar_t> name(MAX_PATH);
+  for (;;) {
+    DWORD const size = GetModuleFileNameW(nullptr, name.data(), static_cast<DWORD>(name.size()));
+    if (size == 0) {
+      return {};
+    }
+    if (size < name.size()) {
+      return std::wstring(name.data(), size);
+    }
+    name.resize(name.size() * 2);  // cut short: a long path
+  }
+}
+
+// Nothing in the file system blocks on opening here: a file or a device, but never a pipe
+// without a writer, so a handle opened and closed at once tells what reading it would meet.
+std::optional<std::string> input_problem(std::string const& file, bool /*pipes*/) {
+  std::wstring const name = wide(file);
+  DWORD const attributes = GetFileAttributesW(name.c_str());
+  if (attributes == INVALID_FILE_ATTRIBUTES) {
+    return error_text(GetLastError());
+  }
+  if ((attributes & FILE_ATTRIBUTE_DIRECTORY) != 0) {
+    return "is a folder, not a file";
+  }
+  HANDLE handle = CreateFileW(name.c_str(), GENERIC_READ,
+                              FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
+                              OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
+  if (handle == INVALID_HANDLE_VALUE) {
+    return error_text(GetLastError());
+  }
+  DWORD const type = GetFileType(handle);
+  CloseHandle(handle);
+  if (type != FILE_TYPE_DISK) {
+    return "is not a regular file";
+  }
+  return std::nullopt;
+}
+
+std::optional<std::string> log_problem(std::string const& /*file*/) { return std::nullopt; }
+
+StopRelay::StopRelay() {
+  if (wake == nullptr) {
+    wake = CreateEventW(nullptr, FALSE, FALSE, nullptr);
+    finished = CreateEventW(nullptr, TRUE, FALSE, nullptr);
+  }
+  stop_status = 0;
+  ResetEvent(finished);
+  thread_ = std::thread([this] { run(); });
+  SetConsoleCtrlHandler(on_console_event, TRUE);
+}
+
+StopRelay::~StopRelay() {
+  SetConsoleCtrlHandler(on_console_event, FALSE);
+  stop_ = true;
+  SetEvent(wake);
+  thread_.join();
+  SetEvent(finished);
+}
+
+void StopRelay::run() {
+  while (WaitForSingleObject(wake, INFINITE) == WAIT_OBJECT_0 && !stop_) {
+    if (int const status = stop_status; status != 0) {
+      status_ = status;
+      install::cpputil::interrupt::set();
+    }
+  }
+}
+
+}  // namespace install_cpputil_tool
