@@ -123,18 +123,34 @@ std::wstring quoted(std::string const& argument) {
 
 }  // namespace
 
-Process::Process(std::vector<std::string> const& command) {
+Process::Process(std::vector<std::string> const& command, Place const& place) {
   std::wstring line;
   for (auto const& argument : command) {
     line += (line.empty() ? L"" : L" ") + quoted(argument);
   }
   STARTUPINFOW startup{};
   startup.cb = sizeof startup;
+  bool const redirect = !place.out.empty();
+  if (redirect) {
+    SECURITY_ATTRIBUTES inherited{sizeof(SECURITY_ATTRIBUTES), nullptr, TRUE};
+    auto const create = [&inherited](std::string const& file) {
+      return ::CreateFileW(fs_path(file).c_str(), GENERIC_WRITE, FILE_SHARE_READ, &inherited,
+                           CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
+    };
+    startup.dwFlags = STARTF_USESTDHANDLES;
+    startup.hStdOutput = create(place.out);
+    startup.hStdError = create(place.err);
+  }
+  std::wstring const folder = fs_path(place.folder).wstring();
   PROCESS_INFORMATION process{};
-  if (::CreateProcessW(nullptr, line.data(), nullptr, nullptr, FALSE, 0, nullptr, nullptr, &startup,
-                       &process) != 0) {
+  if (::CreateProcessW(nullptr, line.data(), nullptr, nullptr, redirect ? TRUE : FALSE, 0, nullptr,
+                       folder.empty() ? nullptr : folder.c_str(), &startup, &process) != 0) {
     ::CloseHandle(process.hThread);
     handle_ = process.hProcess;
+  }
+  if (redirect) {
+    ::CloseHandle(startup.hStdOutput);
+    ::CloseHandle(startup.hStdError);
   }
 }
 
@@ -147,23 +163,37 @@ int Process::wait() {
     return -1;
   }
   DWORD status = 0;
-  ::WaitForSingleObject(handle_, INFINITE);
-  bool const told = ::GetExitCodeProcess(handle_, &status) != 0;
+  bool const ended = ::WaitForSingleObject(handle_, 60000) == WAIT_OBJECT_0;
+  if (!ended) {
+    ::TerminateProcess(handle_, 1);
+  }
+  bool const told = ended && ::GetExitCodeProcess(handle_, &status) != 0;
   ::CloseHandle(handle_);
   handle_ = nullptr;
   return told ? static_cast<int>(status) : -1;
 }
 #else
-Process::Process(std::vector<std::string> const& command) {
+Process::Process(std::vector<std::string> const& command, Place const& place) {
   std::vector<char*> argv;
   for (auto const& argument : command) {
     argv.push_back(const_cast<char*>(argument.c_str()));  // NOLINT: posix_spawn's old signature
   }
   argv.push_back(nullptr);
+  posix_spawn_file_actions_t actions{};
+  ::posix_spawn_file_actions_init(&actions);
+  if (!place.folder.empty()) {
+    ::posix_spawn_file_actions_addchdir_np(&actions, place.folder.c_str());
+  }
+  if (!place.out.empty()) {
+    int const flags = O_WRONLY | O_CREAT | O_TRUNC;
+    ::posix_spawn_file_actions_addopen(&actions, 1, place.out.c_str(), flags, 0644);
+    ::posix_spawn_file_actions_addopen(&actions, 2, place.err.c_str(), flags, 0644);
+  }
   pid_t pid = -1;
-  if (::posix_spawn(&pid, argv[0], nullptr, nullptr, argv.data(), environ) == 0) {
+  if (::posix_spawn(&pid, argv[0], &actions, nullptr, argv.data(), environ) == 0) {
     pid_ = pid;
   }
+  ::posix_spawn_file_actions_destroy(&actions);
 }
 
 Process::Process(Process&& other) noexcept : pid_(other.pid_) { other.pid_ = -1; }

@@ -59,17 +59,24 @@ std::string user_name();
 /// Whether permission bits can keep this process from a file: not for root, and not on Windows,
 /// where the read-only attribute is all there is.
 bool permissions_bind();
-/// A program started with its arguments (the first names the program), sharing this process's
-/// standard streams on POSIX.
+/// A program started with its arguments (the first names the program).
 class Process {
  public:
-  explicit Process(std::vector<std::string> const& command);
+  /// Where it runs, and the files that take its standard output and error (both or neither);
+  /// empty: as this process's.
+  struct Place {
+    std::string folder;
+    std::string out;
+    std::string err;
+  };
+  explicit Process(std::vector<std::string> const& command, Place const& place = {});
   Process(Process&& other) noexcept;
   Process& operator=(Process&&) = delete;
   Process(Process const&) = delete;
   Process& operator=(Process const&) = delete;
   ~Process();
   /// Waits for the end; its exit status, or -1 when it did not start or ended by a signal.
+  /// Windows: a program still running after a minute is ended, with -1.
   int wait();
 
  private:

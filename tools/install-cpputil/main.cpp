@@ -26,15 +26,16 @@ constexpr char const* kExitStatuses = R"(Exit status:
   2        an error, told in one line on standard error
   130/143  stopped by SIGINT (Ctrl-C) or SIGTERM)";
 
-// Installed examples sit beside the program's prefix; a build tree uses the sources'.
+// Installed examples sit beside the program's prefix; a build tree uses the sources', found
+// from the program's own folder so that a tree seen elsewhere (Wine's drive Z:) finds them too.
 std::string default_examples() {
   std::error_code ignored;
   auto const self = own_path();
   auto const installed = self.parent_path().parent_path() / INSTALL_CPPUTIL_INSTALLED_EXAMPLES;
   if (!self.empty() && std::filesystem::is_directory(installed, ignored)) {
-    return installed.string();
+    return installed.u8string();
   }
-  return INSTALL_CPPUTIL_SOURCE_EXAMPLES;
+  return (self.parent_path() / INSTALL_CPPUTIL_SOURCE_EXAMPLES).lexically_normal().u8string();
 }
 
 // As INSTALL_CPPUTIL_TRACE reads a mask: decimal, or hexadecimal after 0x; no sign; 32 bits.
