@@ -173,27 +173,16 @@ int Process::wait() {
   return told ? static_cast<int>(status) : -1;
 }
 #else
-Process::Process(std::vector<std::string> const& command, Place const& place) {
+Process::Process(std::vector<std::string> const& command) {
   std::vector<char*> argv;
   for (auto const& argument : command) {
     argv.push_back(const_cast<char*>(argument.c_str()));  // NOLINT: posix_spawn's old signature
   }
   argv.push_back(nullptr);
-  posix_spawn_file_actions_t actions{};
-  ::posix_spawn_file_actions_init(&actions);
-  if (!place.folder.empty()) {
-    ::posix_spawn_file_actions_addchdir_np(&actions, place.folder.c_str());
-  }
-  if (!place.out.empty()) {
-    int const flags = O_WRONLY | O_CREAT | O_TRUNC;
-    ::posix_spawn_file_actions_addopen(&actions, 1, place.out.c_str(), flags, 0644);
-    ::posix_spawn_file_actions_addopen(&actions, 2, place.err.c_str(), flags, 0644);
-  }
   pid_t pid = -1;
-  if (::posix_spawn(&pid, argv[0], &actions, nullptr, argv.data(), environ) == 0) {
+  if (::posix_spawn(&pid, argv[0], nullptr, nullptr, argv.data(), environ) == 0) {
     pid_ = pid;
   }
-  ::posix_spawn_file_actions_destroy(&actions);
 }
 
 Process::Process(Process&& other) noexcept : pid_(other.pid_) { other.pid_ = -1; }
@@ -229,10 +218,10 @@ std::vector<bool> open_files_in(fs::path const& folder) {
   for (std::uintptr_t value = 4; value < 0x10000; value += 4) {
     auto* const handle = reinterpret_cast<HANDLE>(value);  // NOLINT(performance-no-int-to-ptr)
     DWORD flags = 0;
-    std::wstring name(32768, L'\0');
     if (::GetHandleInformation(handle, &flags) == 0 || ::GetFileType(handle) != FILE_TYPE_DISK) {
       continue;
     }
+    std::wstring name(32768, L'\0');
     name.resize(::GetFinalPathNameByHandleW(handle, name.data(), 32768, FILE_NAME_NORMALIZED));
     std::wstring const parent =
         fs::path(name.substr(name.rfind(L"\\\\?\\", 0) == 0 ? 4 : 0)).parent_path().wstring();

@@ -62,14 +62,18 @@ bool permissions_bind();
 /// A program started with its arguments (the first names the program).
 class Process {
  public:
+#if defined(_WIN32)
   /// Where it runs, and the files that take its standard output and error (both or neither);
-  /// empty: as this process's.
+  /// empty: as this process's. (POSIX tests fork when they need more than a plain start.)
   struct Place {
     std::string folder;
     std::string out;
     std::string err;
   };
   explicit Process(std::vector<std::string> const& command, Place const& place = {});
+#else
+  explicit Process(std::vector<std::string> const& command);
+#endif
   Process(Process&& other) noexcept;
   Process& operator=(Process&&) = delete;
   Process(Process const&) = delete;
