@@ -1,5 +1,4 @@
 // The registry of channel masks and the INSTALL_CPPUTIL_TRACE variable.
-#include <charconv>
 #include <cstdlib>
 #include <map>
 #include <memory>
@@ -9,27 +8,13 @@
 
 #include "install/cpputil/diagnostics.hpp"
 
+#include "trace/mask.hpp"
 #include "trace/trace.hpp"
 
 namespace install::cpputil::trace {
 namespace {
 
 constexpr std::string_view kAllChannels = "*";
-
-std::optional<std::uint32_t> parse_mask(std::string_view text) {
-  int base = 10;
-  if (text.size() > 2 && text[0] == '0' && (text[1] == 'x' || text[1] == 'X')) {
-    text.remove_prefix(2);
-    base = 16;
-  }
-  std::uint32_t value = 0;
-  auto const* end = text.data() + text.size();
-  auto const result = std::from_chars(text.data(), end, value, base);
-  if (text.empty() || result.ec != std::errc() || result.ptr != end) {
-    return std::nullopt;
-  }
-  return value;
-}
 
 class Registry {
  public:

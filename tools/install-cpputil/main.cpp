@@ -1,5 +1,4 @@
 // install-cpputil: the library's services from a shell.
-#include <charconv>
 #include <cstdint>
 #include <cstdio>
 #include <filesystem>
@@ -15,6 +14,7 @@
 
 #include "install-cpputil/commands.hpp"
 #include "install-cpputil/system.hpp"
+#include "trace/mask.hpp"
 
 namespace {
 
@@ -38,21 +38,12 @@ std::string default_examples() {
   return (self.parent_path() / INSTALL_CPPUTIL_SOURCE_EXAMPLES).lexically_normal().u8string();
 }
 
-// As INSTALL_CPPUTIL_TRACE reads a mask: decimal, or hexadecimal after 0x; no sign; 32 bits.
+// As INSTALL_CPPUTIL_TRACE reads a mask.
 std::uint32_t parse_mask(std::string const& text) {
-  std::string_view digits = text;
-  int base = 10;
-  if (digits.size() > 2 && digits[0] == '0' && (digits[1] == 'x' || digits[1] == 'X')) {
-    digits.remove_prefix(2);
-    base = 16;
+  if (auto const mask = install::cpputil::trace::parse_mask(text)) {
+    return *mask;
   }
-  std::uint32_t mask = 0;
-  auto const* end = digits.data() + digits.size();
-  auto const [stop, error] = std::from_chars(digits.data(), end, mask, base);
-  if (error != std::errc() || stop != end) {
-    throw UsageError("not a trace mask: '" + text + "'");
-  }
-  return mask;
+  throw UsageError("not a trace mask: '" + text + "'");
 }
 
 // Our own sink keeps traces off standard output, where the commands print their results.
