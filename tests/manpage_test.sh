@@ -29,10 +29,11 @@ for option in $(options_of); do
 done
 for command in $commands; do
   grep -qE "^ +$command( |$)" <<<"$text" || fail "page lacks the command $command"
-  offered "" | grep -qx "$command" || fail "completion lacks the command $command"
+  # Here-strings, not pipes: grep -q leaving early would fail the pipe under pipefail.
+  grep -qx "$command" <<<"$(offered "")" || fail "completion lacks the command $command"
   for option in $(options_of "$command"); do
     grep -qE -- "(^|[^a-z-])$option([^a-z-]|$)" <<<"$text" || fail "page lacks $command $option"
-    offered "$command" -- | grep -qx -- "$option" || fail "completion lacks $command $option"
+    grep -qx -- "$option" <<<"$(offered "$command" --)" || fail "completion lacks $command $option"
   done
 done
 echo "$(wc -w <<<"$commands") commands checked, $failures failed"
