@@ -60,9 +60,9 @@ TEST(ChannelMasksFromEnvironment, ItemsApplyInOrderAndBadOnesAreSkipped) {
   if (std::getenv("INSTALL_CPPUTIL_TRACE") == nullptr) {  // NOLINT(concurrency-mt-unsafe)
     GTEST_SKIP() << "needs INSTALL_CPPUTIL_TRACE";
   }
-  // "*=8,a::b=4,c::d=0x1F,bad,=3,e::f=12x,g::h=99999999999,*=0x0C,i::j=-1,x::y=10": the second
-  // "*" overrides every item before it, and "i::j=-1" after it is skipped.
-  for (char const* channel : {"a::b", "c::d", "e::f", "g::h", "i::j", "never::named", "*"}) {
+  // "*=8,a::b=4,c::d=0x1F,bad,=3,e::f=12x,g::h=99999999999,*=0x0C,i::j=-1,x::y=10,=5": the
+  // second "*" overrides every item before it; "i::j=-1" and "=5" after it are skipped.
+  for (char const* channel : {"a::b", "c::d", "e::f", "g::h", "i::j", "", "never::named", "*"}) {
     EXPECT_EQ(diagnostics::channel_mask(channel), 12U) << channel;
   }
   EXPECT_EQ(diagnostics::channel_mask("x::y"), 10U);
