@@ -12,38 +12,25 @@
 namespace install::cpputil {
 namespace {
 
-using testing::ScratchDir;
-using testing::TraceCapture;
-using testing::TraceRecord;
 using List = std::vector<ustring>;
 using namespace std::string_literals;
 
 constexpr char const* kChannel = "install::cpputil::InputFileParser";
 
-// Settings text to map; the reference reading, the fuzz targets' oracle, is held to it too.
+// The rules the fuzz target's oracle must follow too; its seeds hold the plainer cases.
 TEST(InputFileParserGrammar, BuildsTheMap) {
   std::pair<std::string, PropertyMap> const cases[] = {
-      {"", {}},
       {"Key = Value\na=1\nA=2\n", {{u"key", u"Value"}, {u"a", u"2"}}},
       {"a==b=c\nb===\nc= =d\n", {{u"a", u"b=c"}, {u"b", u""}, {u"c", u"=d"}}},
       {"=x\n \t=\nproduct=x\nPLATFORM = y\n#a=1\n", {{u"#a", u"1"}}},
-      {"\t\v\f\r my key \r=\v a  b\f\r\n", {{u"my key", u"a  b"}}},
       {"product.Alpha_Tools\r\nproduct. Beta \nplatform..x_y\nplatform._x_\n",
        {{u"product", List{u"Alpha Tools", u"Beta"}}, {u"platform", List{u"x y", u" x "}}}},
-      {"Product.A\nPLATFORM.x\nenable\nproduct\nproduct_x\n", {}},
-      {"mix.product.a\nbig product.x\nxplatform.y\n.product.x\n",
-       {{u"mix", List{u"product.a"}},
-        {u"big product", List{u"x"}},
-        {u"xplatform", List{u"y"}},
-        {u"", List{u"product.x"}}}},
-      {"product.a=1\nk=product.x\n", {{u"product.a", u"1"}, {u"k", u"product.x"}}},
+      {"mix.product.a\nbig product.x\n.product.x\nProduct.A\nenable\n",
+       {{u"mix", List{u"product.a"}}, {u"big product", List{u"x"}}, {u"", List{u"product.x"}}}},
       {"k=v\nk.product.z\nm.product.z\nm=v\n", {{u"k", u"v"}, {u"m", u"v"}}},
-      {"product.\nproduct...\nproduct.A\nproduct.A\n", {{u"product", List{u"", u"", u"A", u"A"}}}},
       {"a=1\nb=2", {{u"a", u"1"}}},
-      {"k=\xC2\xA0\n\xC3\x84X=\xC3\xA9\n", {{u"k", u"\u00A0"}, {u"\u00C4x", u"\u00E9"}}},
-      {"k\xFF=a\xE2\x82\n", {{u"k\uFFFD", u"a\uFFFD"}}},
-      {"k\0=v\0w\nproduct.\0_\n"s,
-       {{ustring(u"k\0", 2), ustring(u"v\0w", 3)}, {u"product", List{ustring(u"\0 ", 2)}}}},
+      {"\xC3\x84X=\xC3\xA9\nk\xFF=a\xE2\x82\n",
+       {{u"\u00C4x", u"\u00E9"}, {u"k\uFFFD", u"a\uFFFD"}}},
   };
   InputFileParser parser;
   for (auto const& [settings, expected] : cases) {
@@ -51,15 +38,6 @@ TEST(InputFileParserGrammar, BuildsTheMap) {
     EXPECT_EQ(parser.convertInputsToPropertyMap(settings), expected);
     EXPECT_EQ(reference::convert(settings), expected);
   }
-}
-
-// The file reading only hands over trimmed lines.
-TEST(InputFileParserText, ShouldAppendUntrimmedLinesAndRemoveUnderscores) {
-  EXPECT_FALSE(shouldAppend("\t\r"));
-  EXPECT_TRUE(shouldAppend(" #a"));
-  ustring text = u"_a__\uFF3F";
-  InputFileParser().removeUnderscores(text);
-  EXPECT_EQ(text, u" a  \uFF3F");
 }
 
 class InputFileParserFile : public ::testing::Test {
@@ -70,21 +48,17 @@ class InputFileParserFile : public ::testing::Test {
     return utf8_to_ustring(dir_ / "input.txt");
   }
 
-  ScratchDir dir_;
-  TraceCapture capture_;
+  testing::ScratchDir dir_;
+  testing::TraceCapture capture_;
   InputFileParser parser_;
 };
 
 TEST_F(InputFileParserFile, KeepsTrimmedSettingLines) {
   std::string const value(3'000'000, 'x');  // longer than any read buffer
   std::pair<std::string, std::string> const cases[] = {
-      {"\n\n \t\v\f\r\n# a\n   #word\n", ""},
-      {"a=1 #word\na=1 #word\n", "a=1 #word\na=1 #word\n"},
+      {"\n\n \t\v\f\r\n# a\n   #word\na=1 #word\n", "a=1 #word\n"},
       {"\tkey = value \r\nlast", "key = value\nlast\n"},
       {"a=1\rb=2\r", "a=1\rb=2\n"},
-      {"\xEF\xBB\xBF# c\r\n\xC2\xA0\n", "\xEF\xBB\xBF# c\n\xC2\xA0\n"},
-      {"a=\0b\n \0 \n"s, "a=\0b\n\0\n"s},
-      {"k=\xFF\xFE\n\xC3(\n", "k=\xFF\xFE\n\xC3(\n"},
       {"k = " + value + "\r\n" + std::string(200'000, ' ') + "\nproduct.x",
        "k = " + value + "\nproduct.x\n"},
   };
@@ -122,10 +96,10 @@ TEST_F(InputFileParserFile, ParseReadsThenConvertsAndTracesEachKeptLineAtDetail)
                                               {u"platform", List{u"x86 64"}},
                                               {u"product", List{u"Alpha Tools"}}}));
   EXPECT_EQ(capture_.records(),
-            (std::vector<TraceRecord>{{kChannel, 4, " line=\xEF\xBB\xBFKey=1"},
-                                      {kChannel, 4, " line=product.Alpha_Tools"},
-                                      {kChannel, 4, " line=n=\0"s},
-                                      {kChannel, 4, " line=platform.x86_64"}}));
+            (std::vector<testing::TraceRecord>{{kChannel, 4, " line=\xEF\xBB\xBFKey=1"},
+                                               {kChannel, 4, " line=product.Alpha_Tools"},
+                                               {kChannel, 4, " line=n=\0"s},
+                                               {kChannel, 4, " line=platform.x86_64"}}));
 }
 
 }  // namespace

