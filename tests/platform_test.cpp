@@ -294,8 +294,8 @@ TEST(PlatformUtility, UserNameWithoutAnEntryOrWithALongOne) {
   std::string const long_entry = testing::in_child([] {
     ScratchDir const dir;
     std::ofstream(dir.path() / "passwd")
-        << testing::read_file("/etc/passwd") << "cpputil-long:x:54322:54322:"
-        << std::string(5000, 'g') << ":/:/bin/sh\n";
+        << testing::read_file("/etc/passwd")
+        << "cpputil-long:x:54322:54322:" << std::string(5000, 'g') << ":/:/bin/sh\n";
     if (::unshare(CLONE_NEWNS) != 0 ||
         ::mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0 ||
         ::mount((dir / "passwd").c_str(), "/etc/passwd", nullptr, MS_BIND, nullptr) != 0) {
