@@ -446,7 +446,7 @@ TEST_F(LoggerTest, FoldersWithoutWritePermissionNameNoDestination) {
 // written; once it is let go, each waiting record is.
 TEST_F(LoggerTest, ProcessesWaitForTheLogsLock) {
   write_file("shared.log", "");
-  int const held = ::open("shared.log", O_RDONLY);
+  int const held = ::open("shared.log", O_RDONLY);  // NOLINT(cppcoreguidelines-pro-type-vararg)
   ASSERT_EQ(::flock(held, LOCK_EX), 0);
   std::vector<pid_t> children;
   for (char const* message : {"one", "two"}) {

@@ -25,7 +25,6 @@
 namespace install::cpputil {
 namespace {
 
-namespace fs = std::filesystem;
 using testing::ScopedEnv;
 using testing::ScratchDir;
 
