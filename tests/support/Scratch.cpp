@@ -273,19 +273,11 @@ std::vector<bool> open_files_in(fs::path const& folder) {
   return inherited;
 }
 
+// MinGW's libstdc++ makes no links: false there.
 bool make_symlink(std::string const& target, std::string const& link) {
-#if defined(_WIN32)
-  // libstdc++ makes no links on Windows; unprivileged users need developer mode for them, and
-  // Wine answers success without making one.
-  ::CreateSymbolicLinkW(fs_path(link).c_str(), fs_path(target).c_str(),
-                        SYMBOLIC_LINK_FLAG_ALLOW_UNPRIVILEGED_CREATE);
-  DWORD const attributes = ::GetFileAttributesW(fs_path(link).c_str());
-  return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0;
-#else
   std::error_code error;
-  fs::create_symlink(target, link, error);
+  fs::create_symlink(fs_path(target), fs_path(link), error);
   return !error;
-#endif
 }
 
 std::string read_file(std::string const& path) {
