@@ -4,12 +4,14 @@
 #include <fstream>
 #include <iterator>
 #include <random>
-#include <stdexcept>
+
+#include <gtest/gtest.h>
 
 #if defined(_WIN32)
 #include <windows.h>
 #else
 #include <fcntl.h>
+#include <grp.h>
 #include <pwd.h>
 #include <spawn.h>
 #include <sys/wait.h>
@@ -46,18 +48,14 @@ ScopedEnv::~ScopedEnv() { set_env(name_, saved_); }
 
 ScratchDir::ScratchDir() {
   std::random_device seed;
-  for (int attempt = 0; attempt < 100; ++attempt) {
+  do {
     path_ = fs::temp_directory_path() / ("cpputil-test-" + std::to_string(seed()));
-    if (fs::create_directory(path_)) {
-      return;
-    }
-  }
-  throw std::runtime_error("no fresh scratch folder in " + fs::temp_directory_path().u8string());
+  } while (!fs::create_directory(path_));
 }
 
 ScratchDir::~ScratchDir() {
   std::error_code ignored;
-  // Tests may leave read-only folders behind; make them writable so they can go.
+  // Read-only folders left behind go too.
   for (auto it = fs::recursive_directory_iterator(path_, ignored);
        it != fs::recursive_directory_iterator(); it.increment(ignored)) {
     fs::permissions(it->path(), fs::perms::owner_all, fs::perm_options::add, ignored);
@@ -91,13 +89,47 @@ std::string user_name() {
 #endif
 }
 
-bool permissions_bind() {
 #if defined(_WIN32)
-  return false;
+bool permissions_bind() { return false; }
+
+std::string in_child(std::function<std::string()> const& body, int /*uid*/) { return body(); }
 #else
-  return ::geteuid() != 0;
-#endif
+bool permissions_bind() { return ::geteuid() != 0; }
+
+std::string in_child(std::function<std::string()> const& body, int uid) {
+  int ends[2];
+  EXPECT_EQ(::pipe(ends), 0);
+  pid_t const pid = ::fork();
+  if (pid == 0) {
+    ::close(ends[0]);
+    ::alarm(20);
+    auto const id = static_cast<uid_t>(uid);
+    if (uid != -1 && ::geteuid() == 0 &&
+        (::setgroups(0, nullptr) != 0 || ::setgid(id) != 0 || ::setuid(id) != 0)) {
+      ::_exit(3);
+    }
+    std::string result;
+    try {
+      result = body();
+    } catch (std::exception const& error) {
+      result = std::string("threw: ") + error.what();
+    }
+    auto const size = static_cast<ssize_t>(result.size());
+    ::_exit(::write(ends[1], result.data(), result.size()) == size ? 0 : 4);
+  }
+  ::close(ends[1]);
+  std::string result;
+  char buffer[4096];
+  for (ssize_t got = 0; (got = ::read(ends[0], buffer, sizeof buffer)) > 0;) {
+    result.append(buffer, static_cast<std::size_t>(got));
+  }
+  ::close(ends[0]);
+  int status = 0;
+  ::waitpid(pid, &status, 0);
+  EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << "child status " << status;
+  return result;
 }
+#endif
 
 #if defined(_WIN32)
 namespace {
@@ -241,32 +273,12 @@ std::vector<bool> open_files_in(fs::path const& folder) {
   return inherited;
 }
 
+// MinGW's libstdc++ makes no links: false there.
 bool make_symlink(std::string const& target, std::string const& link) {
-#if defined(_WIN32)
-  // libstdc++ makes no links on Windows; unprivileged users need developer mode for them, and
-  // Wine answers success without making one.
-  ::CreateSymbolicLinkW(fs_path(link).c_str(), fs_path(target).c_str(),
-                        SYMBOLIC_LINK_FLAG_ALLOW_UNPRIVILEGED_CREATE);
-  DWORD const attributes = ::GetFileAttributesW(fs_path(link).c_str());
-  return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0;
-#else
   std::error_code error;
-  fs::create_symlink(target, link, error);
+  fs::create_symlink(fs_path(target), fs_path(link), error);
   return !error;
-#endif
 }
-
-#if defined(_WIN32)
-std::string missing_drive() {
-  DWORD const drives = ::GetLogicalDrives();
-  for (char letter = 'Z'; letter >= 'D'; --letter) {
-    if ((drives & (1U << static_cast<unsigned>(letter - 'A'))) == 0) {
-      return std::string(1, letter) + ":\\";
-    }
-  }
-  return {};
-}
-#endif
 
 std::string read_file(std::string const& path) {
   std::ifstream in(fs_path(path), std::ios::binary);

@@ -1,27 +1,24 @@
-// Process-state helpers for tests: environment variables restored on exit, scratch folders
-// removed on exit, small file utilities. Path texts are UTF-8 on every system.
+// Process-state helpers for tests. Path texts are UTF-8 on every system.
 #ifndef INSTALL_CPPUTIL_TESTS_SUPPORT_SCRATCH_HPP
 #define INSTALL_CPPUTIL_TESTS_SUPPORT_SCRATCH_HPP
 
 #include <filesystem>
+#include <functional>
 #include <optional>
 #include <string>
 #include <vector>
 
 namespace install::cpputil::testing {
 
-/// The variable that names the temporary folder: TMP on Windows, TMPDIR elsewhere.
 #if defined(_WIN32)
 inline constexpr char const* kTempVariable = "TMP";
 #else
 inline constexpr char const* kTempVariable = "TMPDIR";
 #endif
 
-/// Sets (or, with nullopt, unsets) an environment variable.
+/// nullopt unsets. Windows holds no empty value: "" unsets there too.
 void set_env(std::string const& name, std::optional<std::string> const& value);
 
-/// Sets (or, with nullopt, unsets) a variable and restores the previous state on destruction.
-/// Windows cannot hold an empty value: setting "" unsets the variable there.
 class ScopedEnv {
  public:
   ScopedEnv(std::string name, std::optional<std::string> const& value);
@@ -34,41 +31,33 @@ class ScopedEnv {
   std::optional<std::string> saved_;
 };
 
-/// A fresh folder, removed with everything in it on destruction.
+/// A fresh folder, removed with everything in it.
 class ScratchDir {
  public:
   ScratchDir();
   ~ScratchDir();
   ScratchDir(ScratchDir const&) = delete;
   ScratchDir& operator=(ScratchDir const&) = delete;
-
   std::filesystem::path const& path() const { return path_; }
-  /// path() / name, as UTF-8 text.
   std::string operator/(std::string const& name) const;
 
  private:
   std::filesystem::path path_;
 };
 
-/// The file-system path of a UTF-8 path text.
 std::filesystem::path fs_path(std::string const& utf8);
-/// The text with each '/' made the system's separator, as the library writes paths.
+/// Each '/' made the system's separator, as the library writes paths.
 std::string native_separators(std::string text);
-/// The user's name as the system tells it, which the default log's name holds.
 std::string user_name();
-/// Whether permission bits can keep this process from a file: not for root, and not on Windows,
-/// where the read-only attribute is all there is.
+/// Whether permission bits can keep this process out: not as root, nor on Windows.
 bool permissions_bind();
-/// A program started with its arguments (the first names the program).
+
 class Process {
  public:
 #if defined(_WIN32)
-  /// Where it runs, and the files that take its standard output and error (both or neither);
-  /// empty: as this process's. (POSIX tests fork when they need more than a plain start.)
+  /// The working folder and the files for standard output and error; empty: this process's.
   struct Place {
-    std::string folder;
-    std::string out;
-    std::string err;
+    std::string folder, out, err;
   };
   explicit Process(std::vector<std::string> const& command, Place const& place = {});
 #else
@@ -79,8 +68,7 @@ class Process {
   Process(Process const&) = delete;
   Process& operator=(Process const&) = delete;
   ~Process();
-  /// Waits for the end; its exit status, or -1 when it did not start or ended by a signal.
-  /// Windows: a program still running after a minute is ended, with -1.
+  /// The exit status; -1 when it did not start, ended by a signal, or (Windows) ran a minute.
   int wait();
 
  private:
@@ -91,18 +79,15 @@ class Process {
 #endif
 };
 
-/// This program's own file.
-std::filesystem::path self_path();
-/// The files this process holds open in `folder`, each as whether a child process would
-/// inherit it.
-std::vector<bool> open_files_in(std::filesystem::path const& folder);
-/// A symbolic link at `link` to `target`; false when the system does not let us make one.
-bool make_symlink(std::string const& target, std::string const& link);
+/// What `body` returns, run in a child process (as user `uid` when that is not -1 and we are
+/// root) under a watchdog; a child that fails fails the test. Windows has no fork: runs here.
+std::string in_child(std::function<std::string()> const& body, int uid = -1);
 
-#if defined(_WIN32)
-/// The root of a drive letter that names no drive, such as "Q:\\"; empty when all are taken.
-std::string missing_drive();
-#endif
+std::filesystem::path self_path();
+/// The files this process holds open in `folder`, each as whether a child would inherit it.
+std::vector<bool> open_files_in(std::filesystem::path const& folder);
+/// False when the system makes no link (Wine, Windows without the privilege).
+bool make_symlink(std::string const& target, std::string const& link);
 
 std::string read_file(std::string const& path);
 void write_file(std::string const& path, std::string const& content);
