@@ -8,6 +8,7 @@
 #include <ctime>
 #include <fstream>
 #include <iomanip>
+#include <locale>
 #include <map>
 #include <regex>
 #include <set>
@@ -253,6 +254,35 @@ TEST_F(LoggerTest, RecordsAreStampedUtf8Lines) {
   EXPECT_TRUE(fs::is_empty(tmp_));
 }
 
+// Writes UTF-16 as Latin-1, and refuses a 'q'.
+class Latin1 : public std::codecvt<char16_t, char, std::mbstate_t> {
+ protected:
+  result do_out(state_type& /*state*/, char16_t const* from, char16_t const* from_end,
+                char16_t const*& from_next, char* to, char* to_end, char*& to_next) const override {
+    for (; from != from_end && to != to_end; ++from, ++to) {
+      *to = *from == u'q' ? throw std::range_error("no q") : static_cast<char>(*from);
+    }
+    from_next = from;
+    to_next = to;
+    return from == from_end ? ok : partial;
+  }
+};
+
+// The record stream converts UTF-16 pieces under its own locale, and a failing conversion
+// reaches the caller before anything is recorded or written. A new thread gets a new stream.
+TEST_F(LoggerTest, TracedUtf16IsConvertedByTheRecordStream) {
+  Logger const l("converted.log");
+  capture_.clear();
+  std::thread([] {
+    std::locale const saved = std::locale::global(std::locale(std::locale::classic(), new Latin1));
+    logger::append_message(u"caf\u00E9");
+    EXPECT_THROW(logger::append_message(u"quit"), std::range_error);
+    std::locale::global(saved);
+  }).join();
+  EXPECT_EQ(traces(), "4  msg=caf\xE9\n");
+  EXPECT_EQ(log_of("converted.log"), "(T) caf\xC3\xA9\n");
+}
+
 TEST_F(LoggerTest, AppendFileFramesTheWholeFileAsOneRecordOrRefusesBeforeWriting) {
   std::string const file = "side file.txt";
   fs::create_directory("folder");
@@ -466,6 +496,28 @@ TEST_F(LoggerTest, ProcessesWaitForTheLogsLock) {
   Bodies bodies = bodies_of("shared.log");
   std::sort(bodies.begin(), bodies.end());
   EXPECT_EQ(joined(bodies), "one|two");
+}
+
+// Processes appending to one log at once, across a change of the second: every record whole,
+// each process's records in order, and stamps never back along the file.
+TEST_F(LoggerTest, ProcessesAppendingOneLogKeepStampsInOrder) {
+  std::vector<pid_t> children;
+  for (int p = 0; p < 4; ++p) {
+    if (pid_t const pid = ::fork(); pid != 0) {
+      children.push_back(pid);
+      continue;
+    }
+    Logger const l(std::string("ordered.log"));
+    for (std::time_t const start = std::time(nullptr); std::time(nullptr) < start + 2;) {
+      logger::append_message(std::to_string(p));
+    }
+    ::_exit(0);
+  }
+  for (pid_t const child : children) {
+    ::waitpid(child, nullptr, 0);
+  }
+  Bodies const bodies = bodies_of("ordered.log");
+  EXPECT_EQ(std::set<std::string>(bodies.begin(), bodies.end()).size(), 4U);
 }
 #endif
 
