@@ -15,7 +15,9 @@
 #include <sstream>
 #include <thread>
 
-#if !defined(_WIN32)
+#if defined(_WIN32)
+#include <windows.h>
+#else
 #include <fcntl.h>
 #include <sys/file.h>
 #include <sys/resource.h>
@@ -174,16 +176,27 @@ TEST_F(LoggerTest, FailedConstructionKeepsBothPathsAndNoticesOnlyAnExistingLog) 
   fs::create_directory("folder");
   { Logger const earlier("earlier.log"); }                       // a last destination to keep
   std::string const long_name = std::string(300, 'n') + ".log";  // beyond any name's limit
+#if defined(_WIN32)
+  char drive = 'Z';  // one that is not there
+  while (drive > 'D' && ((::GetLogicalDrives() >> (drive - 'A')) & 1U) != 0) {
+    --drive;
+  }
+  std::string const missing = std::string(1, drive) + ":\\logs";
+#endif
   // The destination, then the ends of the error and of the notice in the log in force.
   std::tuple<std::string, std::string, std::string> const cases[] = {
-      {"", "open file \"\"", "file for installation log "},
-      {"blocker/sub/x.log", "create directory \"blocker/sub\"",
-       "folder for installation log blocker/sub"},
-      {"blocker/x.log", "open file \"blocker/x.log\"", "file for installation log blocker/x.log"},
-      {std::string("a.log\0/../b.log", 15), std::string("create directory \"a.log\0/..\"", 28),
-       std::string("folder for installation log a.log\0/..", 37)},
-      {"folder", "open file \"folder\"", "file for installation log folder"},
-      {long_name, "open file \"" + long_name + "\"", "file for installation log " + long_name},
+    {"", "open file \"\"", "file for installation log "},
+    {"blocker/sub/x.log", "create directory \"blocker/sub\"",
+     "folder for installation log blocker/sub"},
+    {"blocker/x.log", "open file \"blocker/x.log\"", "file for installation log blocker/x.log"},
+    {std::string("a.log\0/../b.log", 15), std::string("create directory \"a.log\0/..\"", 28),
+     std::string("folder for installation log a.log\0/..", 37)},
+    {"folder", "open file \"folder\"", "file for installation log folder"},
+    {long_name, "open file \"" + long_name + "\"", "file for installation log " + long_name},
+#if defined(_WIN32)
+    {missing + "\\x.log", "create directory \"" + missing + "\"",
+     "folder for installation log " + missing},
+#endif
   };
   for (bool const with_destination : {false, true}) {
     for (auto const& [destination, cannot, unable] : cases) {
@@ -253,6 +266,25 @@ TEST_F(LoggerTest, RecordsAreStampedUtf8Lines) {
   }
   EXPECT_TRUE(fs::is_empty(tmp_));
 }
+
+#if defined(_WIN32)
+// Windows' own odd destinations: devices, and a name with an unpaired surrogate, which NTFS
+// takes and Wine cannot map. Each is taken or refused with the usual error; none hangs.
+TEST_F(LoggerTest, DevicesAndIllFormedNamesNeitherCrashNorHang) {
+  {
+    Logger const device(std::string("NUL"));
+    logger::append_message(u"into nothing");
+  }
+  for (ustring const& name : {ustring(u"CON"), u"bad" + ustring(1, char16_t(0xD800)) + u".log"}) {
+    try {
+      Logger const l(name);
+      logger::append_message(u"somewhere");
+    } catch (std::runtime_error const& error) {
+      EXPECT_EQ(error.what(), "Install Logger: Cannot open file \"" + to_string(name) + "\"");
+    }
+  }
+}
+#endif
 
 // Writes UTF-16 as Latin-1, and refuses a 'q'.
 class Latin1 : public std::codecvt<char16_t, char, std::mbstate_t> {
