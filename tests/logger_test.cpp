@@ -324,7 +324,7 @@ TEST_F(LoggerTest, AppendFileFramesTheWholeFileAsOneRecordOrRefusesBeforeWriting
       {"", ""},
       {"a\nb", "a\nb\n"},
       {"a\nb\n", "a\nb\n"},
-      {"\xC3\xA9\n\n\xFF\nb\n", "\xC3\xA9\n\n\xEF\xBF\xBD\nb\n"}};
+      {"\xC2\xA9\xC3\xA9\n\n\xFF\nb\n", "\xC2\xA9\xC3\xA9\n\n\xEF\xBF\xBD\nb\n"}};
   {
     Logger const l("framed.log");
     for (auto const& [content, lines] : copies) {

@@ -120,7 +120,7 @@ TEST(LocaleName, WindowsNamesSkipTheScriptAndWhatFollowsTheRegion) {
                                   {"es-419", "es", "419"},      {"fr", "fr", ""},
                                   {"sr-Latn", "sr", ""},        {"", "en", "US"},
                                   {"de-DE_phoneb", "de", "DE"}, {"ca-ES-valencia", "ca", "ES"},
-                                  {"en-USA", "en", ""}};
+                                  {"en-USA", "en", ""},         {"zu-ZA", "zu", "ZA"}};
   for (auto const& [name, language, region] : cases) {
     auto const locale = platform::parse_windows_locale_name(name);
     EXPECT_EQ(locale.language() + "_" + locale.region(), std::string(language) + "_" + region)
