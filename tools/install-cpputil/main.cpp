@@ -4,7 +4,6 @@
 #include <filesystem>
 #include <iostream>
 #include <new>
-#include <string_view>
 
 #include <CLI/CLI.hpp>
 #include <boost/log/expressions.hpp>
