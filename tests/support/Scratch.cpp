@@ -13,11 +13,8 @@
 #include <fcntl.h>
 #include <grp.h>
 #include <pwd.h>
-#include <spawn.h>
 #include <sys/wait.h>
 #include <unistd.h>
-
-extern char** environ;  // NOLINT(readability-redundant-declaration): POSIX leaves it undeclared
 #endif
 
 namespace install::cpputil::testing {
@@ -128,108 +125,6 @@ std::string in_child(std::function<std::string()> const& body, int uid) {
   ::waitpid(pid, &status, 0);
   EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << "child status " << status;
   return result;
-}
-#endif
-
-#if defined(_WIN32)
-namespace {
-
-// One argument as the C runtime splits a command line: quoted, with the backslashes before a
-// quote doubled.
-std::wstring quoted(std::string const& argument) {
-  std::wstring const text = fs_path(argument).wstring();
-  std::wstring out = L"\"";
-  std::size_t backslashes = 0;
-  for (wchar_t const c : text) {
-    if (c == L'\\') {
-      ++backslashes;
-      continue;
-    }
-    out.append(c == L'"' ? backslashes * 2 + 1 : backslashes, L'\\');
-    backslashes = 0;
-    out.push_back(c);
-  }
-  out.append(backslashes * 2, L'\\');
-  return out + L"\"";
-}
-
-}  // namespace
-
-Process::Process(std::vector<std::string> const& command, Place const& place) {
-  std::wstring line;
-  for (auto const& argument : command) {
-    line += (line.empty() ? L"" : L" ") + quoted(argument);
-  }
-  STARTUPINFOW startup{};
-  startup.cb = sizeof startup;
-  bool const redirect = !place.out.empty();
-  if (redirect) {
-    SECURITY_ATTRIBUTES inherited{sizeof(SECURITY_ATTRIBUTES), nullptr, TRUE};
-    auto const create = [&inherited](std::string const& file) {
-      return ::CreateFileW(fs_path(file).c_str(), GENERIC_WRITE, FILE_SHARE_READ, &inherited,
-                           CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
-    };
-    startup.dwFlags = STARTF_USESTDHANDLES;
-    startup.hStdOutput = create(place.out);
-    startup.hStdError = create(place.err);
-  }
-  std::wstring const folder = fs_path(place.folder).wstring();
-  PROCESS_INFORMATION process{};
-  if (::CreateProcessW(nullptr, line.data(), nullptr, nullptr, redirect ? TRUE : FALSE, 0, nullptr,
-                       folder.empty() ? nullptr : folder.c_str(), &startup, &process) != 0) {
-    ::CloseHandle(process.hThread);
-    handle_ = process.hProcess;
-  }
-  if (redirect) {
-    ::CloseHandle(startup.hStdOutput);
-    ::CloseHandle(startup.hStdError);
-  }
-}
-
-Process::Process(Process&& other) noexcept : handle_(other.handle_) { other.handle_ = nullptr; }
-
-Process::~Process() { wait(); }
-
-int Process::wait() {
-  if (handle_ == nullptr) {
-    return -1;
-  }
-  DWORD status = 0;
-  bool const ended = ::WaitForSingleObject(handle_, 60000) == WAIT_OBJECT_0;
-  if (!ended) {
-    ::TerminateProcess(handle_, 1);
-  }
-  bool const told = ended && ::GetExitCodeProcess(handle_, &status) != 0;
-  ::CloseHandle(handle_);
-  handle_ = nullptr;
-  return told ? static_cast<int>(status) : -1;
-}
-#else
-Process::Process(std::vector<std::string> const& command) {
-  std::vector<char*> argv;
-  for (auto const& argument : command) {
-    argv.push_back(const_cast<char*>(argument.c_str()));  // NOLINT: posix_spawn's old signature
-  }
-  argv.push_back(nullptr);
-  pid_t pid = -1;
-  if (::posix_spawn(&pid, argv[0], nullptr, nullptr, argv.data(), environ) == 0) {
-    pid_ = pid;
-  }
-}
-
-Process::Process(Process&& other) noexcept : pid_(other.pid_) { other.pid_ = -1; }
-
-Process::~Process() { wait(); }
-
-int Process::wait() {
-  if (pid_ < 0) {
-    return -1;
-  }
-  int status = 0;
-  while (::waitpid(pid_, &status, 0) < 0 && errno == EINTR) {
-  }
-  pid_ = -1;
-  return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
 }
 #endif
 

@@ -52,33 +52,6 @@ std::string user_name();
 /// Whether permission bits can keep this process out: not as root, nor on Windows.
 bool permissions_bind();
 
-class Process {
- public:
-#if defined(_WIN32)
-  /// The working folder and the files for standard output and error; empty: this process's.
-  struct Place {
-    std::string folder, out, err;
-  };
-  explicit Process(std::vector<std::string> const& command, Place const& place = {});
-#else
-  explicit Process(std::vector<std::string> const& command);
-#endif
-  Process(Process&& other) noexcept;
-  Process& operator=(Process&&) = delete;
-  Process(Process const&) = delete;
-  Process& operator=(Process const&) = delete;
-  ~Process();
-  /// The exit status; -1 when it did not start, ended by a signal, or (Windows) ran a minute.
-  int wait();
-
- private:
-#if defined(_WIN32)
-  void* handle_ = nullptr;
-#else
-  int pid_ = -1;
-#endif
-};
-
 /// What `body` returns, run in a child process (as user `uid` when that is not -1 and we are
 /// root) under a watchdog; a child that fails fails the test. Windows has no fork: runs here.
 std::string in_child(std::function<std::string()> const& body, int uid = -1);
