@@ -15,8 +15,6 @@ namespace {
 using List = std::vector<ustring>;
 using namespace std::string_literals;
 
-constexpr char const* kChannel = "install::cpputil::InputFileParser";
-
 // The rules the fuzz target's oracle must follow too; its seeds hold the plainer cases.
 TEST(InputFileParserGrammar, BuildsTheMap) {
   std::pair<std::string, PropertyMap> const cases[] = {
@@ -42,14 +40,13 @@ TEST(InputFileParserGrammar, BuildsTheMap) {
 
 class InputFileParserFile : public ::testing::Test {
  protected:
-  void SetUp() override { capture_.enable(kChannel, 4); }
   ustring write(std::string const& content) {
     testing::write_file(dir_ / "input.txt", content);
     return utf8_to_ustring(dir_ / "input.txt");
   }
 
   testing::ScratchDir dir_;
-  testing::TraceCapture capture_;
+  testing::TraceCapture capture_{"install::cpputil::InputFileParser", 4};
   InputFileParser parser_;
 };
 
@@ -85,7 +82,7 @@ TEST_F(InputFileParserFile, MissingPathThrowsAndAnUnreadableOneReadsAsEmpty) {
     std::filesystem::permissions(dir_ / "input.txt", std::filesystem::perms::none);
     EXPECT_EQ(parser_.getUserInputsFromFile(path), "");
   }
-  EXPECT_TRUE(capture_.records().empty());
+  EXPECT_EQ(capture_.take(), "");
 }
 
 TEST_F(InputFileParserFile, ParseReadsThenConvertsAndTracesEachKeptLineAtDetail) {
@@ -95,11 +92,9 @@ TEST_F(InputFileParserFile, ParseReadsThenConvertsAndTracesEachKeptLineAtDetail)
                                               {u"n", ustring(1, u'\0')},
                                               {u"platform", List{u"x86 64"}},
                                               {u"product", List{u"Alpha Tools"}}}));
-  EXPECT_EQ(capture_.records(),
-            (std::vector<testing::TraceRecord>{{kChannel, 4, " line=\xEF\xBB\xBFKey=1"},
-                                               {kChannel, 4, " line=product.Alpha_Tools"},
-                                               {kChannel, 4, " line=n=\0"s},
-                                               {kChannel, 4, " line=platform.x86_64"}}));
+  EXPECT_EQ(capture_.take(),
+            "4  line=\xEF\xBB\xBFKey=1\n4  line=product.Alpha_Tools\n4  line=n=\0\n"
+            "4  line=platform.x86_64\n"s);
 }
 
 }  // namespace

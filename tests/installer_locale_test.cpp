@@ -16,8 +16,6 @@
 namespace install::cpputil {
 namespace {
 
-using testing::ScopedEnv;
-
 #if defined(_WIN32)
 // Its own CTest entry sets LC_ALL, which Wine makes the user's locale at start: one with a
 // script (sr-Latn-RS). The codes as another query of Windows tells them are the result.
@@ -43,20 +41,16 @@ TEST(InstallerLocale, JoinsTheCodesOfTheFirstNonEmptyVariableAndTracesNothing) {
       {none, none, "POSIX", u"en_US"},
       {none, none, "C.UTF-8", u"en_US"},
       {none, none, "fr", u"fr_"},
-      {none, none, "_US", u"_US"},
       {none, none, "_", u"_"},
-      {none, none, "EN_us", u"EN_us"},
       {none, none, "x\xC3\xA9_\xC3\x89", u"x\u00E9_\u00C9"}};
-  testing::TraceCapture capture;
-  capture.enable("install::cpputil::InstallerLocale", 0xFFFFFFFF);
+  testing::TraceCapture capture("install::cpputil::InstallerLocale", 0xFFFFFFFF);
   for (auto const& [lc_all, lc_messages, lang, expected] : cases) {
-    ScopedEnv const all("LC_ALL", lc_all);
-    ScopedEnv const messages("LC_MESSAGES", lc_messages);
-    ScopedEnv const language("LANG", lang);
-    EXPECT_EQ(installer_locale::getLocale(), expected)
-        << lc_all.value_or("-") << ' ' << lc_messages.value_or("-") << ' ' << lang.value_or("-");
+    testing::ScopedEnv const all("LC_ALL", lc_all);
+    testing::ScopedEnv const messages("LC_MESSAGES", lc_messages);
+    testing::ScopedEnv const language("LANG", lang);
+    EXPECT_EQ(installer_locale::getLocale(), expected) << lang.value_or("-");
   }
-  EXPECT_TRUE(capture.records().empty());
+  EXPECT_EQ(capture.take(), "");
 }
 #endif
 

@@ -7,17 +7,16 @@
 #include <csignal>
 #include <ctime>
 #include <fstream>
+#include <functional>
 #include <iomanip>
 #include <locale>
-#include <map>
 #include <regex>
 #include <set>
 #include <sstream>
 #include <thread>
+#include <tuple>
 
-#if defined(_WIN32)
-#include <windows.h>
-#else
+#if !defined(_WIN32)
 #include <fcntl.h>
 #include <sys/file.h>
 #include <sys/resource.h>
@@ -36,53 +35,42 @@ namespace {
 
 namespace fs = std::filesystem;
 using logger::Logger;
-using testing::native_separators;
 using testing::read_file;
 using testing::write_file;
-using Bodies = std::vector<std::string>;
 
-constexpr char const* kChannel = "install::cpputil::logger";
-
-// Each "(<time stamp>) " becomes "(T) ", so that logs and traces compare as literals.
-std::string without_stamps(std::string const& text) {
-  static std::regex const stamp(R"(\((Jan|Feb|Mar|Apr|May|Jun|Jul|Aug|Sep|Oct|Nov|Dec) )"
-                                R"([0-3][0-9], [0-9]{4} [0-2][0-9]:[0-5][0-9]:[0-6][0-9]\) )");
+// Each "(<time stamp>) " becomes "(T) ", and each '/' the system's separator.
+std::string plain(std::string text) {
+  static std::regex const stamp(R"(\([A-Z][a-z][a-z] \d\d, \d{4} \d\d:\d\d:\d\d\) )");
+#if defined(_WIN32)
+  std::replace(text.begin(), text.end(), '\\', '/');
+#endif
   return std::regex_replace(text, stamp, "(T) ");
 }
-std::string log_of(std::string const& path) { return without_stamps(read_file(path)); }
-std::string last() { return logger::detail::get_last_destination().string(); }
+std::string log_of(std::string const& path) { return plain(read_file(path)); }
+std::string last() { return plain(logger::detail::get_last_destination().string()); }
 
-// The bodies of a log's records. A line that is not a whole record, or a time stamp earlier
-// than the one before it, fails the test (and shows as "<torn>" where a child reads the log).
-Bodies bodies_of(fs::path const& path) {
-  Bodies bodies;
+// The records of a log, each shortened to 12 bytes, joined by '|'. A line that is not a whole
+// record, or a time stamp earlier than the one before it, fails the test (and shows as
+// "<torn>" where a child reads the log).
+std::string bodies_of(fs::path const& path) {
+  std::string bodies;
   std::ifstream in(path, std::ios::binary);
-  std::tuple<int, int, int, int, int, int> previous{};
+  std::tm previous{};
   for (std::string line; std::getline(in, line);) {
-    std::tm parts{};
+    std::tm time{};
     std::istringstream record(line);
     record.imbue(std::locale::classic());
-    if (!(record >> std::get_time(&parts, "(%b %d, %Y %H:%M:%S) "))) {
+    bodies += bodies.empty() ? "" : "|";
+    if (!(record >> std::get_time(&time, "(%b %d, %Y %H:%M:%S) "))) {
       ADD_FAILURE() << path << ": not a record: " << line.substr(0, 60);
-      bodies.emplace_back("<torn>");
+      bodies += "<torn>";
       continue;
     }
-    auto const time = std::tuple(parts.tm_year, parts.tm_mon, parts.tm_mday, parts.tm_hour,
-                                 parts.tm_min, parts.tm_sec);
-    EXPECT_GE(time, previous) << path << ": " << line;
+    EXPECT_GE(std::mktime(&time), std::mktime(&previous)) << path << ": " << line;
     previous = time;
-    bodies.emplace_back(line.substr(static_cast<std::size_t>(record.tellg())));
+    bodies += line.substr(static_cast<std::size_t>(record.tellg()), 12);
   }
   return bodies;
-}
-
-// Bodies shortened to 12 bytes, joined by '|'.
-std::string joined(Bodies const& bodies) {
-  std::string text;
-  for (auto const& body : bodies) {
-    text += (text.empty() ? "" : "|") + body.substr(0, 12);
-  }
-  return text;
 }
 
 // Runs in its scratch folder, so that relative paths keep the expected texts short.
@@ -91,33 +79,25 @@ class LoggerTest : public ::testing::Test {
   void SetUp() override {
     fs::current_path(scratch_.path());
     fs::create_directory(tmp_);
-    // Unprivileged children work here too.
-    fs::permissions(scratch_.path(), fs::perms::all);
+    fs::permissions(scratch_.path(), fs::perms::all);  // unprivileged children work here too
     fs::permissions(tmp_, fs::perms::all);
-    capture_.enable(kChannel, 12);
   }
   void TearDown() override {
     EXPECT_TRUE(logger::get_destination().empty()) << "a Logger outlived its test";
     logger::detail::forget_last_destination();
     fs::current_path(saved_);
   }
-  // One "<severity> <text>" line per record.
-  std::string traces() const {
-    std::string lines;
-    for (auto const& record : capture_.records()) {
-      lines += std::to_string(record.severity) + ' ' + without_stamps(record.text) + '\n';
-    }
-    return lines;
-  }
-  // The bodies of the records that were lost and traced.
-  std::string lost() const {
-    Bodies bodies;
-    for (auto const& text : capture_.texts(kChannel)) {
-      if (text.rfind("failed to open destination_file for u8msg (", 0) == 0) {
-        bodies.push_back(text.substr(text.find(") ") + 2));
+  std::string traces() { return plain(capture_.take()); }
+  // The bodies of the records that were lost, and traced.
+  std::string lost() {
+    std::string bodies;
+    std::istringstream traced(capture_.take());
+    for (std::string line; std::getline(traced, line);) {
+      if (line.rfind("4 failed to open destination_file for u8msg (", 0) == 0) {
+        bodies += (bodies.empty() ? "" : "|") + line.substr(line.find(") ") + 2, 12);
       }
     }
-    return joined(bodies);
+    return bodies;
   }
   std::string default_log() const { return tmp_ + "/zembrak_" + testing::user_name() + ".log"; }
 
@@ -125,45 +105,48 @@ class LoggerTest : public ::testing::Test {
   testing::ScratchDir scratch_;
   std::string tmp_ = scratch_ / "tmp";
   testing::ScopedEnv tmpdir_{testing::kTempVariable, tmp_};  // never the real per-user log
-  testing::TraceCapture capture_;
+  testing::TraceCapture capture_{"install::cpputil::logger", 4 | 8};
 };
 
-TEST_F(LoggerTest, DestinationsReplaceEachOtherAndDoNotStack) {
+TEST_F(LoggerTest, DestinationsReplaceEachOtherAndRecordsAreStampedUtf8Lines) {
   {
     Logger const first("a.log");
-    logger::append_message(std::string("to a"));
+    for (ustring const& message : {u"first\nsecond" + ustring(1, char16_t(0xDC00)),
+                                   ustring(u"Gr\u00FC\u00DF \U0001F600"), ustring()}) {
+      logger::append_message(message);
+    }
     {
       Logger const second(u"x/y/b.log");  // folders made on the way
-      EXPECT_EQ(logger::get_destination().string(), native_separators("x/y/b.log"));
+      EXPECT_EQ(plain(logger::get_destination().string()), "x/y/b.log");
     }
-    logger::append_message(u"to default");
+    logger::append_message(std::string("to default"));
   }
   EXPECT_EQ(log_of("a.log"),
-            native_separators("(T) to a\n(T) Reset destination file log a.log to x/y/b.log\n"));
+            "(T) first\nsecond\xEF\xBF\xBD\n(T) Gr\xC3\xBC\xC3\x9F \xF0\x9F\x98\x80\n"
+            "(T) Reset destination file log a.log to x/y/b.log\n");
   EXPECT_EQ(log_of(default_log()), "(T) to default\n");
   EXPECT_EQ(
       traces(),
-      native_separators(
-          "4 set destinationa.log\n4  destination_file.string()=a.log\n4  msg=to a\n4 set "
-          "destinationx/y/b.log\n4  destination_file.string()=a.log ofile.string()=x/y/b.log\n"
-          "4  msg=Reset destination file log a.log to x/y/b.log\n8 flush destination\n"
-          "4  last_destination_file.string()=a.log\n8 unset destination\n4  destination_file."
-          "string()=x/y/b.log\n8 flush destination\n4  last_destination_file.string()=x/y/b.log"
-          "\n8 unset destination\n4  msg=to default\n4 no destination, keep last \"x/y/b.log\"\n"));
+      "4 set destinationa.log\n4  destination_file.string()=a.log\n"
+      "4  msg=first\nsecond\xEF\xBF\xBD\n4  msg=Gr\xC3\xBC\xC3\x9F \xF0\x9F\x98\x80\n4  msg=\n"
+      "4 set destinationx/y/b.log\n4  destination_file.string()=a.log ofile.string()=x/y/b.log\n"
+      "4  msg=Reset destination file log a.log to x/y/b.log\n8 flush destination\n"
+      "4  last_destination_file.string()=a.log\n8 unset destination\n4  destination_file."
+      "string()=x/y/b.log\n8 flush destination\n4  last_destination_file.string()=x/y/b.log"
+      "\n8 unset destination\n4  msg=to default\n4 no destination, keep last \"x/y/b.log\"\n");
 
   // The same file twice: the notice names it twice, and no lifetime truncates it.
+  fs::resize_file("a.log", 0);
   {
     Logger const again("a.log");
     Logger const twice(Path(u"a.log"));
     Logger const itself(logger::get_destination());  // an argument that retiring would clear
-    EXPECT_EQ(logger::get_destination().string(), "a.log");
     EXPECT_EQ(last(), "a.log");
     logger::append_message(u"again");
   }
   EXPECT_EQ(log_of("a.log"),
-            native_separators("(T) to a\n(T) Reset destination file log a.log to x/y/b.log\n"
-                              "(T) Reset destination file log a.log to a.log\n"
-                              "(T) Reset destination file log a.log to a.log\n(T) again\n"));
+            "(T) Reset destination file log a.log to a.log\n"
+            "(T) Reset destination file log a.log to a.log\n(T) again\n");
   {
     Logger const other("c.log");
     Logger const back(logger::detail::get_last_destination());  // one that retiring would change
@@ -173,118 +156,41 @@ TEST_F(LoggerTest, DestinationsReplaceEachOtherAndDoNotStack) {
 
 TEST_F(LoggerTest, FailedConstructionKeepsBothPathsAndNoticesOnlyAnExistingLog) {
   write_file("blocker", "a file where a folder should be");
-  fs::create_directory("folder");
-  { Logger const earlier("earlier.log"); }                       // a last destination to keep
-  std::string const long_name = std::string(300, 'n') + ".log";  // beyond any name's limit
-#if defined(_WIN32)
-  char drive = 'Z';  // one that is not there
-  while (drive > 'D' && ((::GetLogicalDrives() >> (drive - 'A')) & 1U) != 0) {
-    --drive;
-  }
-  std::string const missing = std::string(1, drive) + ":\\logs";
-#endif
+  { Logger const earlier("earlier.log"); }  // a last destination to keep
   // The destination, then the ends of the error and of the notice in the log in force.
   std::tuple<std::string, std::string, std::string> const cases[] = {
-    {"", "open file \"\"", "file for installation log "},
-    {"blocker/sub/x.log", "create directory \"blocker/sub\"",
-     "folder for installation log blocker/sub"},
-    {"blocker/x.log", "open file \"blocker/x.log\"", "file for installation log blocker/x.log"},
-    {std::string("a.log\0/../b.log", 15), std::string("create directory \"a.log\0/..\"", 28),
-     std::string("folder for installation log a.log\0/..", 37)},
-    {"folder", "open file \"folder\"", "file for installation log folder"},
-    {long_name, "open file \"" + long_name + "\"", "file for installation log " + long_name},
-#if defined(_WIN32)
-    {missing + "\\x.log", "create directory \"" + missing + "\"",
-     "folder for installation log " + missing},
-#endif
-  };
+      {"", "open file \"\"", "file for installation log "},
+      {"blocker/sub/x.log", "create directory \"blocker/sub\"",
+       "folder for installation log blocker/sub"},
+      {"blocker/x.log", "open file \"blocker/x.log\"", "file for installation log blocker/x.log"},
+      {std::string("a.log\0/../b.log", 15), std::string("create directory \"a.log\0/..\"", 28),
+       std::string("folder for installation log a.log\0/..", 37)}};
   for (bool const with_destination : {false, true}) {
     for (auto const& [destination, cannot, unable] : cases) {
       SCOPED_TRACE(destination + (with_destination ? " with" : " without"));
       fs::remove("current.log");
       auto const in_force = with_destination ? std::make_unique<Logger>("current.log") : nullptr;
-      std::string const what = native_separators("Install Logger: Cannot " + cannot);
-      std::string const notice = native_separators("Unable to create specified " + unable);
+      std::string const what = "Install Logger: Cannot " + cannot;
+      std::string const notice = "Unable to create specified " + unable;
       std::string const last_before = last();
-      capture_.clear();
+      capture_.take();
       try {
         Logger const refused(destination);
         ADD_FAILURE() << "no exception";
       } catch (std::runtime_error const& error) {
-        EXPECT_EQ(error.what(), what.substr(0, what.find('\0')));
+        EXPECT_EQ(plain(error.what()), what.substr(0, what.find('\0')));
       }
       EXPECT_EQ(logger::get_destination().string(), with_destination ? "current.log" : "");
       EXPECT_EQ(last(), last_before);
       EXPECT_EQ(log_of("current.log"), with_destination ? "(T) " + notice + "\n" : "");
       // Without a destination the notice is not traced, so it went nowhere.
-      EXPECT_EQ(traces(), "4 set destination" + native_separators(destination) + "\n" +
+      EXPECT_EQ(traces(), "4 set destination" + destination + "\n" +
                               (with_destination ? "4  msg=" + notice + "\n" : "") +
                               "4 set destination:" + what + "\n");
       EXPECT_FALSE(fs::exists("a.log")) << "a path holding a NUL names no folder";
     }
   }
 }
-
-#if defined(_WIN32)
-// Run by its own CTest entry under a file-size limit of 4 KiB, which Wine's host sets: a write
-// cut short is taken back, so the record is dropped whole and traced.
-TEST_F(LoggerTest, RecordCutShortIsTakenBack) {
-  if (std::getenv("CPPUTIL_TEST_FILE_SIZE_LIMIT") == nullptr) {  // NOLINT(concurrency-mt-unsafe)
-    GTEST_SKIP() << "needs a file-size limit of 4 KiB";
-  }
-  {
-    Logger const l("limited.log");
-    for (std::string const& message :
-         {std::string("small"), std::string(10000, 'x'), std::string("after")}) {
-      logger::append_message(message);
-    }
-  }
-  EXPECT_EQ(joined(bodies_of("limited.log")) + " / " + lost(), "small|after / xxxxxxxxxxxx");
-}
-#endif
-
-// The destination holds an unpaired surrogate, which must be traced as U+FFFD rather than
-// throw: in ~Logger that would end the process. Wine names no file so (see above).
-TEST_F(LoggerTest, RecordsAreStampedUtf8Lines) {
-#if defined(_WIN32)
-  Logger const l(ustring(u"bad\uFFFD.log"));
-#else
-  Logger const l(u"bad" + ustring(1, char16_t(0xD800)) + u".log");
-#endif
-  std::pair<ustring, std::string> const cases[] = {
-      {u"first\nsecond\n\nfourth", "(T) first\nsecond\n\nfourth\n"},
-      {u"Grüß \u2713 \U0001F600", "(T) Gr\xC3\xBC\xC3\x9F \xE2\x9C\x93 \xF0\x9F\x98\x80\n"},
-      {u"a" + ustring(1, char16_t(0xDC00)) + u"z", "(T) a\xEF\xBF\xBDz\n"},
-      {u"", ""}};
-  for (auto const& [message, record] : cases) {
-    SCOPED_TRACE(record);
-    fs::resize_file(testing::fs_path("bad\xEF\xBF\xBD.log"), 0);
-    capture_.clear();
-    logger::append_message(message);
-    EXPECT_EQ(log_of("bad\xEF\xBF\xBD.log"), record);
-    EXPECT_EQ(traces(), "4  msg=" + ustring_to_utf8(message) + "\n");
-  }
-  EXPECT_TRUE(fs::is_empty(tmp_));
-}
-
-#if defined(_WIN32)
-// Windows' own odd destinations: devices, and a name with an unpaired surrogate, which NTFS
-// takes and Wine cannot map. Each is taken or refused with the usual error; none hangs.
-TEST_F(LoggerTest, DevicesAndIllFormedNamesNeitherCrashNorHang) {
-  {
-    Logger const device(std::string("NUL"));
-    logger::append_message(u"into nothing");
-  }
-  for (ustring const& name : {ustring(u"CON"), u"bad" + ustring(1, char16_t(0xD800)) + u".log"}) {
-    try {
-      Logger const l(name);
-      logger::append_message(u"somewhere");
-    } catch (std::runtime_error const& error) {
-      EXPECT_EQ(error.what(), "Install Logger: Cannot open file \"" + to_string(name) + "\"");
-    }
-  }
-}
-#endif
 
 // Writes UTF-16 as Latin-1, and refuses a 'q'.
 class Latin1 : public std::codecvt<char16_t, char, std::mbstate_t> {
@@ -304,7 +210,7 @@ class Latin1 : public std::codecvt<char16_t, char, std::mbstate_t> {
 // reaches the caller before anything is recorded or written. A new thread gets a new stream.
 TEST_F(LoggerTest, TracedUtf16IsConvertedByTheRecordStream) {
   Logger const l("converted.log");
-  capture_.clear();
+  capture_.take();
   std::thread([] {
     std::locale const saved = std::locale::global(std::locale(std::locale::classic(), new Latin1));
     logger::append_message(u"caf\u00E9");
@@ -318,29 +224,28 @@ TEST_F(LoggerTest, TracedUtf16IsConvertedByTheRecordStream) {
 TEST_F(LoggerTest, AppendFileFramesTheWholeFileAsOneRecordOrRefusesBeforeWriting) {
   std::string const file = "side file.txt";
   fs::create_directory("folder");
-  std::string const missing = "8 append_file: The file does not exist.\n";
   // The file's content, and the lines between the frames.
   std::pair<std::string, std::string> const copies[] = {
-      {"", ""},
-      {"a\nb", "a\nb\n"},
-      {"a\nb\n", "a\nb\n"},
-      {"\xC2\xA9\xC3\xA9\n\n\xFF\nb\n", "\xC2\xA9\xC3\xA9\n\n\xEF\xBF\xBD\nb\n"}};
+      {"", ""}, {"a\n\nb", "a\n\nb\n"}, {"\xC2\xA9\n\xFF\nb\n", "\xC2\xA9\n\xEF\xBF\xBD\nb\n"}};
   {
     Logger const l("framed.log");
     for (auto const& [content, lines] : copies) {
-      SCOPED_TRACE(content);
       write_file(file, content);
       fs::resize_file("framed.log", 0);
+      capture_.take();
       logger::append_file(Path(utf8_to_ustring(file)));
-      EXPECT_EQ(log_of("framed.log"), "(T) Content of the file " + file + "\n" + lines +
-                                          "End of the file " + file + "\n");
+      std::string const record =
+          "Content of the file " + file + "\n" + lines + "End of the file " + file;
+      EXPECT_EQ(log_of("framed.log"), "(T) " + record + "\n");
+      std::string traced;
+      std::istringstream in(content);
+      for (std::string line; std::getline(in, line);) {
+        traced += "4  line=" + line + "\n";
+      }
+      EXPECT_EQ(traces(), traced + "4  msg=" + record + "\n");
     }
-    write_file(file, "one\n\nthree");
-    capture_.clear();
-    logger::append_file(file);
-    EXPECT_EQ(
-        traces().rfind("4  line=one\n4  line=\n4  line=three\n4  msg=Content of the file ", 0), 0U);
   }
+  std::string const missing = "8 append_file: The file does not exist.\n";
   // Whether a destination is set, the file to append, the error and the traces.
   std::tuple<bool, std::string, char const*, std::string> const refusals[] = {
       {false, "none", "Logger destination was not initialized.",
@@ -353,7 +258,7 @@ TEST_F(LoggerTest, AppendFileFramesTheWholeFileAsOneRecordOrRefusesBeforeWriting
     SCOPED_TRACE(refused);
     auto const in_force = destination ? std::make_unique<Logger>("refusals.log") : nullptr;
     fs::remove("refusals.log");
-    capture_.clear();
+    capture_.take();
     try {
       logger::append_file(refused);
       ADD_FAILURE() << "no exception";
@@ -365,92 +270,98 @@ TEST_F(LoggerTest, AppendFileFramesTheWholeFileAsOneRecordOrRefusesBeforeWriting
   }
 }
 
-constexpr int kNobody = 65534;
+#if defined(_WIN32)
+// Run by its own CTest entry under a file-size limit of 4 KiB, which Wine's host sets: a write
+// cut short is taken back, so the record is dropped whole and traced.
+TEST_F(LoggerTest, RecordCutShortIsTakenBack) {
+  if (std::getenv("CPPUTIL_TEST_FILE_SIZE_LIMIT") == nullptr) {  // NOLINT(concurrency-mt-unsafe)
+    GTEST_SKIP() << "needs a file-size limit of 4 KiB";
+  }
+  {
+    Logger const l("limited.log");
+    for (std::string const& message :
+         {std::string("small"), std::string(10000, 'x'), std::string("after")}) {
+      logger::append_message(message);
+    }
+  }
+  EXPECT_EQ(bodies_of("limited.log") + " / " + lost(), "small|after / xxxxxxxxxxxx");
+}
+#endif
 
+using Action = std::function<void(std::string const& log)>;
+
+// What is done to the log, or to its place, before the child starts and in the child once the
+// destination (if any) is set; then "<log bodies> / <lost bodies>" as the child sees them.
 struct Fault {
   char const* name;
-  int uid;                  // -1: as this process
-  bool needs_root;          // to plant another user's file
   std::string destination;  // empty: the default log
-  // Done to the log's place before the child starts, and in the child once the destination
-  // is set.
-  std::function<void(std::string const& log, std::string const& dir)> plant;
-  std::function<void(std::string const& log)> spoil;
-  std::string expected;  // "<log bodies> / <lost bodies>"
+  Action plant, spoil;
+  std::string expected;
+  int uid = -1;  // the child's user when not this process's
 };
 
 TEST_F(LoggerTest, ARecordIsWholeOrDroppedAndTraced) {
-  auto const nothing = [](std::string const&, std::string const&) {};
-  auto const intact = [](std::string const&) {};
-  std::vector<std::string> unplanted;  // symbolic links, where the system makes none
-  auto const link_to_victim = [&unplanted](bool hard) {
-    return [hard, &unplanted](std::string const& log, std::string const& dir) {
-      write_file(dir + "/victim", "");
-      if (hard) {
-        fs::create_hard_link(dir + "/victim", log);
-      } else if (!testing::make_symlink(dir + "/victim", log)) {
-        unplanted.push_back(log);
-      }
-    };
+  Action const nothing = [](std::string const&) {};
+  bool linked = true;
+  Action const symlink = [&linked](std::string const& log) {
+    write_file("victim", "");
+    linked = testing::make_symlink(fs::absolute("victim").u8string(), log);
   };
   std::string const all_lost = " / small|xxxxxxxxxxxx|after";
   Fault const faults[] = {
 // Windows has no such limit, /dev/full, FIFO, owner to give away or closed standard input, and
 // Wine run as root writes read-only files.
 #if !defined(_WIN32)
-    {"file-size limit", -1, false, "limited.log", nothing,
+    {"file-size limit", "limited.log", nothing,
      [](auto const&) {
        std::signal(SIGXFSZ, SIG_IGN);
        rlimit const limit{4096, RLIM_INFINITY};
        ::setrlimit(RLIMIT_FSIZE, &limit);
      },
      "small|after / xxxxxxxxxxxx"},
-    {"full device", -1, false, "/dev/full", nothing, intact, all_lost},
-    {"FIFO at the default log", -1, false, "",
-     [](auto const& log, auto const&) { ::mkfifo(log.c_str(), 0666); }, intact, all_lost},
-    {"another user's file at the default log", -1, true, "",
-     [](auto const& log, auto const&) {
+    {"full device", "/dev/full", nothing, nothing, all_lost},
+    {"FIFO at the default log", "", [](auto const& log) { ::mkfifo(log.c_str(), 0666); }, nothing,
+     all_lost},
+    {"another user's file at the default log", "",
+     [](auto const& log) {
        write_file(log, "");
-       EXPECT_EQ(::chown(log.c_str(), kNobody, kNobody), 0);
+       static_cast<void>(::chown(log.c_str(), 65534, 65534));
      },
-     intact, all_lost},
-    {"log made read-only", kNobody, false, "read-only.log", nothing,
-     [](auto const& log) { fs::permissions(log, fs::perms::owner_read); }, all_lost},
-    {"standard input closed: the log gets descriptor 0", -1, false, "", nothing,
+     nothing,
+     testing::permissions_bind() ? "small|xxxxxxxxxxxx|after / "
+                                 : all_lost},  // given away as root only
+    {"log made read-only", "read-only.log", nothing,
+     [](auto const& log) { fs::permissions(log, fs::perms::owner_read); }, all_lost, 65534},
+    {"standard input closed: the log gets descriptor 0", "", nothing,
      [](auto const&) { ::close(0); }, "small|xxxxxxxxxxxx|after / "},
 #endif
-    {"folder removed", -1, false, "gone/x.log", nothing,
-     [](auto const& log) { fs::remove_all(testing::fs_path(log).parent_path()); }, all_lost},
-    {"own default log, extended", -1, false, "",
-     [](auto const& log, auto const&) { write_file(log, "(Jan 01, 2026 00:00:00) kept\n"); },
-     intact, "kept|small|xxxxxxxxxxxx|after / "},
-    {"symbolic link at the default log", -1, false, "", link_to_victim(false), intact, all_lost},
-    {"hard link at the default log", -1, false, "", link_to_victim(true), intact, all_lost},
-    {"missing temporary folder", -1, false, "",
-     [](auto const&, auto const& dir) {
-       testing::set_env(testing::kTempVariable, dir + "/missing");
+    {"folder removed", "gone/x.log", nothing,
+     [](auto const& log) { fs::remove_all(fs::u8path(log).parent_path()); }, all_lost},
+    {"own default log, extended", "",
+     [](auto const& log) { write_file(log, "(Jan 01, 2026 00:00:00) kept\n"); }, nothing,
+     "kept|small|xxxxxxxxxxxx|after / "},
+    {"symbolic link at the default log", "", symlink, nothing, all_lost},
+    {"hard link at the default log", "",
+     [](auto const& log) {
+       write_file("victim", "");
+       fs::create_hard_link("victim", log);
      },
-     intact, all_lost},
+     nothing, all_lost},
+    {"missing temporary folder", "",
+     [](auto const&) { testing::set_env(testing::kTempVariable, "missing"); }, nothing, all_lost},
   };
   for (auto const& fault : faults) {
     SCOPED_TRACE(fault.name);
-    if (fault.needs_root && testing::permissions_bind()) {
-      continue;
-    }
-    // Relative: an unprivileged child may not pass the folders above the scratch folder.
     std::string const log = fault.destination.empty() ? default_log() : fault.destination;
-    fs::create_directories(fs::absolute(testing::fs_path(log)).parent_path());
-    fault.plant(log, scratch_.path().u8string());
-    if (!unplanted.empty() && unplanted.back() == log) {
+    fault.plant(log);
+    if (!linked) {
       continue;
     }
     std::string const outcome = testing::in_child(
         [&] {
-          capture_.clear();
-          std::unique_ptr<Logger> destination;
-          if (!fault.destination.empty()) {
-            destination = std::make_unique<Logger>(log);
-          }
+          capture_.take();
+          auto const destination =
+              fault.destination.empty() ? nullptr : std::make_unique<Logger>(log);
           fault.spoil(log);
           for (std::string const& message :
                {std::string("small"), std::string(10000, 'x'), std::string("after")}) {
@@ -458,63 +369,44 @@ TEST_F(LoggerTest, ARecordIsWholeOrDroppedAndTraced) {
           }
           std::error_code ignored;  // so the child can read back what it wrote
           fs::permissions(log, fs::perms::owner_read, fs::perm_options::add, ignored);
-          return joined(fs::is_regular_file(log) ? bodies_of(log) : Bodies{}) + " / " + lost();
+          return (fs::is_regular_file(log) ? bodies_of(log) : "") + " / " + lost();
         },
         fault.uid);
     EXPECT_EQ(outcome, fault.expected);
-    EXPECT_EQ(read_file(scratch_ / "victim"), "");
-    EXPECT_FALSE(fs::exists(scratch_ / "missing"));
-    if (log[0] != '/' || log.rfind(scratch_.path().u8string(), 0) == 0) {  // never a device
+    EXPECT_EQ(read_file("victim"), "");
+    EXPECT_FALSE(fs::exists("missing"));
+    if (fs::u8path(log).is_relative() || log.rfind(tmp_, 0) == 0) {  // never a device
       std::error_code ignored;  // Windows removes no read-only file
       fs::permissions(log, fs::perms::owner_write, fs::perm_options::add, ignored);
-      fs::remove(log);
+      fs::remove(log, ignored);
     }
-    fs::remove(scratch_ / "victim");
+    fs::remove("victim");
     testing::set_env(testing::kTempVariable, tmp_);
   }
-  if (!unplanted.empty()) {
+  if (!linked) {
     GTEST_SKIP() << "no symbolic links here (Wine, or Windows without the privilege)";
   }
 }
 
-#if !defined(_WIN32)  // Windows folders have no write bit, and has no fork
-TEST_F(LoggerTest, FoldersWithoutWritePermissionNameNoDestination) {
-  fs::create_directory("locked");
-  fs::permissions("locked", fs::perms::owner_read | fs::perms::owner_exec | fs::perms::others_read |
-                                fs::perms::others_exec);
-  std::string const outcome = testing::in_child(
-      [] {
-        std::string refused;
-        for (char const* destination : {"locked/sub/x.log", "locked/x.log"}) {
-          try {
-            Logger const l(destination);
-          } catch (std::runtime_error const& error) {
-            refused += error.what();
-          }
-        }
-        return refused;
-      },
-      kNobody);
-  EXPECT_EQ(outcome,
-            "Install Logger: Cannot create directory \"locked/sub\""
-            "Install Logger: Cannot open file \"locked/x.log\"");
-}
-
-// Every appender takes the log's lock, across processes: while another holds it, nothing is
-// written; once it is let go, each waiting record is.
-TEST_F(LoggerTest, ProcessesWaitForTheLogsLock) {
+#if !defined(_WIN32)  // Windows has no fork
+// Every appender takes the log's lock, across processes: while another holds it nothing is
+// written. Once it is let go, processes appending at once across a change of the second write
+// whole records, each process's in order, with stamps never back along the file.
+TEST_F(LoggerTest, ProcessesTakeTheLogsLockAndKeepStampsInOrder) {
   write_file("shared.log", "");
   int const held = ::open("shared.log", O_RDONLY);  // NOLINT(cppcoreguidelines-pro-type-vararg)
   ASSERT_EQ(::flock(held, LOCK_EX), 0);
   std::vector<pid_t> children;
-  for (char const* message : {"one", "two"}) {
+  for (int p = 0; p < 4; ++p) {
     if (pid_t const pid = ::fork(); pid != 0) {
       children.push_back(pid);
       continue;
     }
     ::close(held);  // the lock belongs to the parent's descriptor, which a child shares
-    Logger const log{std::string("shared.log")};
-    logger::append_message(std::string(message));
+    Logger const l(std::string("shared.log"));
+    for (std::time_t const start = std::time(nullptr); std::time(nullptr) < start + 2;) {
+      logger::append_message(std::to_string(p));
+    }
     ::_exit(0);
   }
   std::this_thread::sleep_for(std::chrono::milliseconds(300));  // the children wait by then
@@ -525,31 +417,9 @@ TEST_F(LoggerTest, ProcessesWaitForTheLogsLock) {
     ::waitpid(child, &status, 0);
     EXPECT_EQ(status, 0);
   }
-  Bodies bodies = bodies_of("shared.log");
-  std::sort(bodies.begin(), bodies.end());
-  EXPECT_EQ(joined(bodies), "one|two");
-}
-
-// Processes appending to one log at once, across a change of the second: every record whole,
-// each process's records in order, and stamps never back along the file.
-TEST_F(LoggerTest, ProcessesAppendingOneLogKeepStampsInOrder) {
-  std::vector<pid_t> children;
-  for (int p = 0; p < 4; ++p) {
-    if (pid_t const pid = ::fork(); pid != 0) {
-      children.push_back(pid);
-      continue;
-    }
-    Logger const l(std::string("ordered.log"));
-    for (std::time_t const start = std::time(nullptr); std::time(nullptr) < start + 2;) {
-      logger::append_message(std::to_string(p));
-    }
-    ::_exit(0);
-  }
-  for (pid_t const child : children) {
-    ::waitpid(child, nullptr, 0);
-  }
-  Bodies const bodies = bodies_of("ordered.log");
-  EXPECT_EQ(std::set<std::string>(bodies.begin(), bodies.end()).size(), 4U);
+  std::string const bodies = bodies_of("shared.log");
+  EXPECT_EQ(std::set<char>(bodies.begin(), bodies.end()),
+            (std::set<char>{'0', '1', '2', '3', '|'}));
 }
 #endif
 
@@ -573,7 +443,7 @@ TEST_F(LoggerTest, ThreadsAppendWhileTheDestinationChanges) {
   std::multiset<std::string> expected;
   for (int w = 0; w < kWriters; ++w) {
     for (int i = 0; i < kMessages; ++i) {
-      expected.insert(std::to_string(w * kMessages + i) + std::string(48, '.'));
+      expected.insert(std::to_string(w * kMessages + i));
     }
     writers.emplace_back([&writing, w] {
       for (int i = 0; i < kMessages; ++i) {
@@ -588,9 +458,10 @@ TEST_F(LoggerTest, ThreadsAppendWhileTheDestinationChanges) {
   replacer.join();
   std::multiset<std::string> seen;
   for (auto const& entry : fs::recursive_directory_iterator(scratch_.path())) {
-    for (auto const& body : entry.is_regular_file() ? bodies_of(entry.path()) : Bodies{}) {
-      if (body.rfind("Reset destination file log ", 0) != 0) {
-        seen.insert(body);
+    std::istringstream bodies(entry.is_regular_file() ? bodies_of(entry.path()) : "");
+    for (std::string body; std::getline(bodies, body, '|');) {
+      if (body.find('.') != std::string::npos) {  // not a notice of a new destination
+        seen.insert(body.substr(0, body.find('.')));
       }
     }
   }
