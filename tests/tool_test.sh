@@ -1,0 +1,98 @@
+#!/usr/bin/env bash
+# install-cpputil run as a process: each row's exit status, standard output, standard error and
+# the log it leaves; then the demo, run to its end and stopped by signals.
+# Usage: tool_test.sh TOOL [windows] (TOOL is a command; under Wine, the one that runs it there)
+set -uo pipefail
+tool=$1 windows=${2:-}
+work=$(mktemp -d)
+trap 'chmod -R u+rwx "$work"; rm -rf "$work"' EXIT
+cd "$work" && chmod 755 .
+export TMPDIR=$work TMP=$work # never the real default log
+failures=0
+fail() { printf '%s\n' "$@"; failures=$((failures + 1)); }
+e() { printf 'install-cpputil: %s\n' "$1"; }
+# A file with each time stamp made "(T) ", and a "." after it, which $(...) keeps.
+plain() { [ ! -f "$1" ] || sed -E 's/\([A-Z][a-z]{2} [0-9]{2}, [0-9]{4} [0-9:]{8}\) /(T) /g' "$1"; echo .; }
+run=()
+# row STATUS OUT ERR LOG ARGS...: what the tool run with ARGS must give, and leave in "log".
+row() {
+  local want="$1|$2.|$3.|$4." got
+  shift 4
+  rm -f log
+  "${run[@]}" "$tool" "$@" >stdout 2>stderr
+  got="$?|$(plain stdout)|$(plain stderr)|$(plain log)"
+  [ "$got" = "$want" ] || fail "install-cpputil $*" "--- wanted" "$want" "--- got" "$got"
+}
+
+mkdir -p plain/root sandboxed/root folder
+printf 'a = 1\n' >in
+: >sandboxed/qx_anchor
+printf 'port = intval\nmode = strval:typical,custom\nreboot = boolval\nlicense = rfile\n' >rules
+printf 'port = abc\nmode = fast\nreboot = yes\nlicense = none.txt\n' >bad
+printf 'line one\nline two' >side
+printf 'Name = V"\r\nproduct.Alpha_Tools\nproduct.Beta\ncaf\xC3\xA9 = cr\xC3\xA8me\n' >json
+truncate -s 100G huge
+traced=$'[install::cpputil::InputFileParser] 4  line=a = 1\n'
+if [ -n "$windows" ]; then nosuch="The system cannot find the file specified."; else nosuch="No such file or directory"; fi
+
+row 2 "" "$(e "not a version number: '1.99999999999'")"$'\n' "" compare 1.99999999999 1
+row 2 "" "$(e "not a version number: '1.x'")"$'\n' "" compare 1.x 2.y
+row 0 $'false\n' "" "" sandbox --root plain/root
+row 0 $'true\n' "" "" sandbox --root sandboxed/root
+row 0 $'{\n  "caf\xC3\xA9": "cr\xC3\xA8me",\n  "name": "V\\"",\n  "product": [\n    "Alpha Tools",\n    "Beta"\n  ]\n}\n' \
+  "" "" parse json --json
+row 1 $'key=\'license\' value=\'none.txt\' rule=\'rfile\'\nkey=\'mode\' value=\'fast\' rule=\'strval:typical,custom\'\nkey=\'port\' value=\'abc\' rule=\'intval\'\n' \
+  "" $'(T) Error reading file none.txt\n(T) File \'none.txt\' does not exist or it\'s empty\n' \
+  check bad --rules rules --log log
+row 0 "" "" $'(T) 1st\n(T) 2nd\n(T) Content of the file side\nline one\nline two\nEnd of the file side\n' \
+  log --to log --file side 1st 2nd
+row 0 "" "" $'(T) --trace\n' log --to log -- --trace
+row 2 "" "$(e "none.txt: $nosuch")"$'\n' "" parse none.txt
+row 2 "" "$(e ".: is a folder, not a file")"$'\n' "" parse .
+row 2 "" "$(e "no: $nosuch")"$'\n' "" log --to log --file no x
+row 2 "" "$(e "huge: larger than 256 MiB, too large to copy into the log")"$'\n' "" log --to log --file huge x
+row 2 "" "$(e 'Install Logger: Cannot open file ""')"$'\n' "" log --to "" x
+row 0 $'a = 1\n' "$traced" "" --trace 012 parse in
+row 0 $'a = 1\n' "$traced" "" parse in --trace 0x0C
+row 2 "" "$(e "not a trace mask: '+4'")"$'\n' "" --trace +4 locale
+row 2 "" "$(e "unknown command 'bogus' (see --help)")"$'\n' "" bogus
+row 2 "" "$(e "FILE is required (see --help)")"$'\n' "" parse
+export INSTALL_CPPUTIL_TRACE='*=12' # records of the variable's masks go to standard error too
+row 0 $'a = 1\n' "$traced" "" parse in
+unset INSTALL_CPPUTIL_TRACE
+
+if [ -z "$windows" ]; then # users, pipes from <(...) and FIFOs are POSIX's
+  row 0 $'a = 1\n' "" "" parse <(printf 'a = 1\n')
+  mkfifo fifo
+  row 2 "" "$(e "fifo: is a named pipe, not a file")"$'\n' "" check fifo --rules rules
+  row 2 "" "$(e "fifo: is a named pipe, not a file")"$'\n' "" check in --rules fifo
+  row 2 "" "$(e "fifo: is a pipe, not a file")"$'\n' "" log --to fifo x
+  row 2 "" "$(e "fifo: is a pipe, not a file")"$'\n' "" log --to log --file fifo x
+  # A mode 000 file keeps out anyone but root: as root, the tool runs as nobody.
+  cp in locked && chmod 000 locked
+  [ "$(id -u)" -ne 0 ] || run=(setpriv --reuid=nobody --regid=nogroup --clear-groups)
+  row 2 "" "$(e "locked: Permission denied")"$'\n' "" check locked --rules rules
+  row 2 "" "$(e "locked: Permission denied")"$'\n' "" check in --rules locked
+  run=()
+fi
+
+"$tool" demo --dir done --steps 1 --step-ms 0 >stdout 2>&1
+grep -q 'Installation log: done/install.log' stdout &&
+  tr '\n' '~' <done/install.log | grep -qE '\) Setup begun\.~.*End of the file .*\) Setup finished\.~$' ||
+  fail "demo did not run to its end: $(cat stdout done/install.log)"
+# Stopped as a user's Ctrl-C or a service manager would, once the work has begun.
+signals=(INT TERM) && [ -z "$windows" ] || signals=(INT)
+for signal in "${signals[@]}"; do
+  set -m # a job of its own, which does not ignore SIGINT
+  "$tool" demo --dir "$signal" --steps 1000 >/dev/null 2>&1 &
+  set +m
+  pid=$!
+  for _ in $(seq 600); do grep -qs Installing "$signal/install.log" && break || sleep 0.05; done
+  kill -"$signal" "$pid"
+  wait "$pid"
+  status=$? log=$(cat "$signal/install.log")
+  [ "$status" -eq "$(($(kill -l "$signal") + 128))" ] && [[ $log == *") Interrupted."* ]] &&
+    [[ $log != *"Setup finished."* ]] || fail "SIG$signal: status $status, log:" "$log"
+done
+echo "tool rows and demo checked, $failures failed"
+[ "$failures" -eq 0 ]
