@@ -1,7 +1,5 @@
 #include "install/cpputil/platform.hpp"
 
-#include <clocale>
-#include <regex>
 #include <sstream>
 #include <thread>
 
@@ -9,6 +7,7 @@
 #include <csignal>
 #include <fstream>
 
+#include <fcntl.h>
 #include <sched.h>
 #include <sys/mount.h>
 #include <unistd.h>
@@ -25,41 +24,11 @@
 namespace install::cpputil {
 namespace {
 
+namespace fs = std::filesystem;
 using testing::ScopedEnv;
 using testing::ScratchDir;
 
-#if defined(_WIN32)
-constexpr bool kWindows = true;
-#else
-constexpr bool kWindows = false;
-#endif
-
 ustring u16(std::string const& text) { return utf8_to_ustring(text); }
-
-// Ill-formed results are Python's bytes.decode("utf-8", "replace"); each unpaired surrogate
-// gives one U+FFFD. Long ASCII runs reach the block paths.
-TEST(UtfConversion, ReplacesEachIllFormedSubpartWithFffd) {
-  std::pair<std::string, ustring> const well_formed[] = {
-      {"", u""},
-      {std::string("a\0b", 3), ustring(u"a\0b", 3)},
-      {"\x7F\xC2\x80\xDF\xBF\xE0\xA0\x80\xEF\xBF\xBF\xF0\x90\x80\x80\xF4\x8F\xBF\xBF",
-       u"\x7F\u0080\u07FF\u0800\uFFFF\U00010000\U0010FFFF"},
-      {"abcdefghijklmnopqrstuvwxyz\xC3\xA9", u"abcdefghijklmnopqrstuvwxyz\u00E9"}};
-  for (auto const& [utf8, utf16] : well_formed) {
-    EXPECT_EQ(utf8_to_ustring(utf8), utf16);
-    EXPECT_EQ(ustring_to_utf8(utf16), utf8);
-  }
-  // Surrogate, overlong, above U+10FFFF, five-byte form, then one cut short by the end.
-  EXPECT_EQ(utf8_to_ustring(
-                "\xED\xA0\x80|\xE0\x80\xAF|\xF4\x90\x80\x80|\xF8\x88\x80\x80\x80|\xF0\x9F\x98"),
-            u"\uFFFD\uFFFD\uFFFD|\uFFFD\uFFFD\uFFFD|\uFFFD\uFFFD\uFFFD\uFFFD|"
-            u"\uFFFD\uFFFD\uFFFD\uFFFD\uFFFD|\uFFFD");
-  EXPECT_EQ(ustring_to_utf8(ustring{char16_t(0xDC00), u'x', char16_t(0xD83D), char16_t(0xD83D),
-                                    char16_t(0xDE00)}),
-            "\xEF\xBF\xBDx\xEF\xBF\xBD\xF0\x9F\x98\x80");
-  EXPECT_EQ(ustring_to_utf8(u"abcdefghij" + ustring(1, char16_t(0xDBFF))),
-            "abcdefghij\xEF\xBF\xBD");
-}
 
 TEST(PathText, NativeFormParentAndConcatenation) {
   using platform::PathStyle;
@@ -72,7 +41,6 @@ TEST(PathText, NativeFormParentAndConcatenation) {
       {PathStyle::posix, u"//", u"/", u""},
       {PathStyle::posix, u"//x", u"/x", u"/"},
       {PathStyle::posix, u"name", u"name", u""},
-      {PathStyle::posix, u"a//b", u"a/b", u"a"},
       {PathStyle::posix, u"/opt//app/", u"/opt/app", u"/opt"},
       {PathStyle::posix, u"/a/./b/../c", u"/a/./b/../c", u"/a/./b/.."},
       {PathStyle::posix, u"a\\b", u"a\\b", u""},
@@ -81,14 +49,9 @@ TEST(PathText, NativeFormParentAndConcatenation) {
        u"C:/Program Files"},
       {PathStyle::windows, u"c:\\a", u"c:\\a", u"c:\\"},
       {PathStyle::windows, u"C:/", u"C:\\", u""},
-      {PathStyle::windows, u"C:", u"C:", u""},
       {PathStyle::windows, u"C:a\\b", u"C:a\\b", u"C:a"},
-      {PathStyle::windows, u"\\", u"\\", u""},
       {PathStyle::windows, u"/a", u"\\a", u"/"},
       {PathStyle::windows, u"a/b\\\\c\\", u"a\\b\\c", u"a/b"},
-      {PathStyle::windows, u"..\\.\\Name", u"..\\.\\Name", u"..\\."},
-      {PathStyle::windows, u"\\\\server\\share\\dir\\", u"\\\\server\\share\\dir",
-       u"\\\\server\\share\\"},
       {PathStyle::windows, u"//server/share//dir", u"\\\\server\\share\\dir", u"//server/share/"},
       {PathStyle::windows, u"\\\\server\\share", u"\\\\server\\share", u""},
       {PathStyle::windows, u"\\\\\\x", u"\\\\x", u""},
@@ -102,7 +65,6 @@ TEST(PathText, NativeFormParentAndConcatenation) {
       EXPECT_EQ(Path(c.text).text(), c.native);
     }
   }
-  EXPECT_EQ(platform::make_native_form(u"a//b/", false, PathStyle::posix), u"a/b/");
   EXPECT_EQ(platform::make_native_form(u"C:/a//", false, PathStyle::windows), u"C:\\a\\");
   for (auto const& [style, path, joined] :
        {std::tuple{PathStyle::posix, u"/opt", u"/opt/qx_anchor"},
@@ -120,7 +82,7 @@ TEST(LocaleName, WindowsNamesSkipTheScriptAndWhatFollowsTheRegion) {
                                   {"es-419", "es", "419"},      {"fr", "fr", ""},
                                   {"sr-Latn", "sr", ""},        {"", "en", "US"},
                                   {"de-DE_phoneb", "de", "DE"}, {"ca-ES-valencia", "ca", "ES"},
-                                  {"en-USA", "en", ""},         {"zu-ZA", "zu", "ZA"}};
+                                  {"en-USA", "en", ""}};
   for (auto const& [name, language, region] : cases) {
     auto const locale = platform::parse_windows_locale_name(name);
     EXPECT_EQ(locale.language() + "_" + locale.region(), std::string(language) + "_" + region)
@@ -128,104 +90,69 @@ TEST(LocaleName, WindowsNamesSkipTheScriptAndWhatFollowsTheRegion) {
   }
 }
 
-TEST(FileSystem, TempDirectoryAndInstallPath) {
-  using Var = std::optional<std::string>;
+TEST(FileSystem, TempDirectoryAsTheEnvironmentNamesIt) {
 #if defined(_WIN32)  // GetTempPathW's answer: the full path, with a trailing separator
-  std::vector<std::pair<Var, ustring>> const cases = {{"C:\\scratch/tmp", u"C:\\scratch\\tmp\\"},
-                                                      {"C:\\tmp\\", u"C:\\tmp\\"}};
+  std::pair<char const*, ustring> const cases[] = {{"C:\\scratch/tmp", u"C:\\scratch\\tmp\\"}};
 #else
-  std::vector<std::pair<Var, ustring>> const cases = {
-      {"/scratch/tmp/", u"/scratch/tmp/"}, {"", u"/tmp"}, {std::nullopt, u"/tmp"}};
+  std::pair<char const*, ustring> const cases[] = {
+      {"/scratch/tmp/", u"/scratch/tmp/"}, {"", u"/tmp"}, {nullptr, u"/tmp"}};
 #endif
   for (auto const& [value, expected] : cases) {
-    ScopedEnv const env(testing::kTempVariable, value);
+    ScopedEnv const env(testing::kTempVariable,
+                        value ? std::optional<std::string>(value) : std::nullopt);
     EXPECT_EQ(platform::temp_directory_name(), expected);
   }
-  platform::set_install_path(u"/opt/product/root");
-  platform::reset_install_path();
-  // The platform code is part of this executable, so the default is read off its path.
-  EXPECT_EQ(testing::fs_path(to_string(platform::get_install_path())),
-            testing::self_path().parent_path().parent_path());
-}
-
-TEST(FileSystem, FoldersAndFilesOpenedCloseOnExec) {
-  ScratchDir const dir;
-  EXPECT_FALSE(platform::exists(Path()));
-  Path const deep(u16(dir / "a/b//c/"));
-  EXPECT_FALSE(platform::exists(deep));
-  EXPECT_TRUE(platform::create_directories(deep));
-  EXPECT_TRUE(platform::exists(deep));
-  EXPECT_FALSE(platform::create_directories(deep));  // already there
-  EXPECT_THROW(platform::create_directories(Path()), std::system_error);
-
-  for (char const* text : {"one\n", "two\n"}) {
-    EXPECT_TRUE(platform::File::open_append(u16(dir / "log")).append_whole(text));
-  }
-  EXPECT_EQ(testing::read_file(dir / "log"), "one\ntwo\n");
-  ustring const with_nul = u16(dir / "log") + ustring(1, u'\0') + u"x";  // names no file
-  EXPECT_FALSE(platform::exists(Path(with_nul)));
-  EXPECT_FALSE(platform::File::open_read(with_nul).is_open());
-  EXPECT_FALSE(platform::File::open_append(with_nul).is_open());
-  EXPECT_THROW(platform::create_directories(Path(u16(dir / "log/sub"))), std::system_error);
-  EXPECT_FALSE(platform::File::open_append(u16(dir / "missing/log")).is_open());
-  EXPECT_FALSE(platform::File::open_read(u16(dir.path().u8string())).is_open());
-  bool const linked = testing::make_symlink(dir / "log", dir / "link");  // not under Wine
-  if (linked) {
-    EXPECT_FALSE(
-        platform::File::open_append(u16(dir / "link"), platform::File::Accept::own_regular_file)
-            .is_open());
-  }
-  auto const appended = platform::File::open_append(u16(dir / (linked ? "link" : "log")));
-  auto const read = platform::File::open_read(u16(dir / "log"));
-  ASSERT_TRUE(appended.is_open());
-  EXPECT_EQ(read.size(), 8);
-  EXPECT_EQ(testing::open_files_in(dir.path()), std::vector<bool>(2, false)) << "inheritable";
 }
 
 // Lines as std::getline splits them, also where they outgrow the reader's buffer or end on its
-// edge.
-TEST(FileSystem, LineReaderSplitsAsGetline) {
+// edge; and what opens where, never inherited by a child process.
+TEST(FileSystem, FilesOpenCloseOnExecAndSplitIntoLinesAsGetline) {
   ScratchDir const dir;
   std::string const chunk(16 * 1024, 'c');
-  std::string const contents[] = {"",
-                                  "\n",
-                                  "a",
-                                  "a\n\nb\n",
-                                  chunk,
-                                  chunk + "\n" + chunk,
-                                  "x\n" + chunk.substr(2) + "\ny",
-                                  std::string(40000, 'l') + "\nz\n",
-                                  "a\n" + std::string(70000, 'm')};
-  for (auto const& content : contents) {
+  for (std::string const& content : {std::string("a\n\nb\n"), chunk + "\n" + chunk,
+                                     "x\n" + chunk.substr(2) + "\ny", "a\n" + chunk + chunk}) {
     testing::write_file(dir / "lines", content);
-    std::vector<std::string> expected;
+    std::string expected;
     std::istringstream in(content);
     for (std::string line; std::getline(in, line);) {
-      expected.push_back(line);
+      expected += line + '|';
     }
     auto file = platform::File::open_read(u16(dir / "lines"));
     platform::LineReader reader(file);
-    std::vector<std::string> lines;
+    std::string lines;
     for (std::string_view line; reader.next(line);) {
-      lines.emplace_back(line);
+      lines += std::string(line) + '|';
     }
     EXPECT_EQ(lines, expected) << content.size();
   }
+  ustring const with_nul = u16(dir / "lines") + ustring(1, u'\0') + u"x";  // names no file
+  EXPECT_FALSE(platform::exists(Path(with_nul)));
+  EXPECT_FALSE(platform::File::open_read(with_nul).is_open());
+  EXPECT_FALSE(platform::File::open_append(with_nul).is_open());
+  EXPECT_FALSE(platform::File::open_read(u16(dir.path().u8string())).is_open());
+  EXPECT_THROW(platform::create_directories(Path()), std::system_error);
+#if !defined(_WIN32)
+  auto const read = platform::File::open_read(u16(dir / "lines"));
+  auto const appended = platform::File::open_append(u16(dir / "lines"));
+  for (auto const& entry : fs::directory_iterator("/proc/self/fd")) {
+    std::error_code ignored;
+    if (fs::read_symlink(entry.path(), ignored) == dir.path() / "lines") {
+      EXPECT_NE(::fcntl(std::stoi(entry.path().filename()), F_GETFD) & FD_CLOEXEC, 0);
+    }
+  }
+#endif
 }
 
 #if !defined(_WIN32)
 // A read error ends the file; a read that a signal interrupts is taken up again.
 TEST(FileSystem, LineReaderEndsAtAReadErrorAndReadsOnAfterASignal) {
   auto memory = platform::File::open_read(u"/proc/self/mem");  // reading offset 0 fails: EIO
-  char byte = 0;
-  EXPECT_EQ(memory.read(&byte, 1), -1);
   std::string_view line;
   EXPECT_FALSE(platform::LineReader(memory).next(line));
 
   struct sigaction action {};  // without SA_RESTART: a waiting read fails with EINTR
-  struct sigaction saved {};
   action.sa_handler = [](int /*signal*/) {};
-  ::sigaction(SIGUSR1, &action, &saved);
+  ::sigaction(SIGUSR1, &action, nullptr);
   int ends[2];
   ASSERT_EQ(::pipe(ends), 0);
   auto pipe = platform::File::open_read(u16("/dev/fd/" + std::to_string(ends[0])));
@@ -237,48 +164,28 @@ TEST(FileSystem, LineReaderEndsAtAReadErrorAndReadsOnAfterASignal) {
     ::close(ends[1]);
   });
   std::string lines;
-  platform::LineReader reader(pipe);
-  while (reader.next(line)) {
+  for (platform::LineReader reader(pipe); reader.next(line);) {
     lines += std::string(line) + '|';
   }
   writer.join();
-  ::sigaction(SIGUSR1, &saved, nullptr);
   ::close(ends[0]);
   EXPECT_EQ(lines, "a|b|");
 }
-#endif
 
-TEST(PlatformUtility, TimeInTheClassicLocaleAndUserFromThePasswordDatabase) {
-  platform::PlatformUtility const utility;
-  // The process's own locale must not matter: whatever the environment names, or German.
-  std::setlocale(LC_ALL, kWindows ? "German" : "");
-  std::string const stamp = utility.getPlatformCurrentTime("%b %d, %Y %H:%M:%S");
-  std::setlocale(LC_ALL, "C");
-  EXPECT_TRUE(std::regex_match(
-      stamp, std::regex(R"((Jan|Feb|Mar|Apr|May|Jun|Jul|Aug|Sep|Oct|Nov|Dec) \d\d, \d{4} )"
-                        R"(([01]\d|2[0-3]):[0-5]\d:[0-6]\d)")))
-      << stamp;
-  EXPECT_EQ(utility.getPlatformCurrentTime(std::string(300, 'x')), std::string(300, 'x'));
-  std::string const name = utility.getPlatformUserName();
-  EXPECT_FALSE(name.empty());
-  ScopedEnv const user(kWindows ? "USERNAME" : "USER", "someone-else");
-  EXPECT_EQ(utility.getPlatformUserName(), name);
-}
-
-#if !defined(_WIN32)
 // A user the password database does not know is named by USER, then LOGNAME, then "unknown";
 // one whose entry outgrows the first buffer is still found.
 TEST(PlatformUtility, UserNameWithoutAnEntryOrWithALongOne) {
   if (testing::permissions_bind()) {
     GTEST_SKIP() << "only root becomes another user";
   }
-  using Var = std::optional<std::string>;
-  std::pair<Var, Var> const environments[] = {
-      {"u", "l"}, {"", "l"}, {std::nullopt, ""}, {std::nullopt, std::nullopt}};
   std::string const names = testing::in_child(
-      [&environments] {
+      [] {
+        using Var = std::optional<std::string>;
         std::string names;
-        for (auto const& [user, logname] : environments) {
+        for (auto const& [user, logname] : {std::pair<Var, Var>{"u", "l"},
+                                            {"", "l"},
+                                            {std::nullopt, ""},
+                                            {std::nullopt, std::nullopt}}) {
           ScopedEnv const a("USER", user);
           ScopedEnv const b("LOGNAME", logname);
           names += platform::PlatformUtility().getPlatformUserName() + ' ';

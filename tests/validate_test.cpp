@@ -89,7 +89,7 @@ TEST_F(Validate, RfileNeedsAReadableFileOfOneByteOrMore) {
     EXPECT_FALSE(validate_rfile(path)) << path;
   }
   if (testing::permissions_bind()) {
-    std::filesystem::permissions(testing::fs_path(scratch_ / "folder/caf\xC3\xA9"),
+    std::filesystem::permissions(std::filesystem::u8path(scratch_ / "folder/caf\xC3\xA9"),
                                  std::filesystem::perms::none);
     EXPECT_FALSE(validate_rfile(scratch_ / "folder/caf\xC3\xA9"));
   }

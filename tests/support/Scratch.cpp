@@ -10,7 +10,6 @@
 #if defined(_WIN32)
 #include <windows.h>
 #else
-#include <fcntl.h>
 #include <grp.h>
 #include <pwd.h>
 #include <sys/wait.h>
@@ -41,8 +40,6 @@ ScopedEnv::ScopedEnv(std::string name, std::optional<std::string> const& value)
   set_env(name_, value);
 }
 
-ScopedEnv::~ScopedEnv() { set_env(name_, saved_); }
-
 ScratchDir::ScratchDir() {
   std::random_device seed;
   do {
@@ -58,21 +55,6 @@ ScratchDir::~ScratchDir() {
     fs::permissions(it->path(), fs::perms::owner_all, fs::perm_options::add, ignored);
   }
   fs::remove_all(path_, ignored);
-}
-
-std::string ScratchDir::operator/(std::string const& name) const {
-  return (path_ / fs_path(name)).u8string();
-}
-
-fs::path fs_path(std::string const& utf8) { return fs::u8path(utf8); }
-
-std::string native_separators(std::string text) {
-#if defined(_WIN32)
-  for (char& c : text) {
-    c = c == '/' ? '\\' : c;
-  }
-#endif
-  return text;
 }
 
 std::string user_name() {
@@ -128,60 +110,20 @@ std::string in_child(std::function<std::string()> const& body, int uid) {
 }
 #endif
 
-fs::path self_path() {
-#if defined(_WIN32)
-  std::wstring name(32768, L'\0');
-  name.resize(::GetModuleFileNameW(nullptr, name.data(), static_cast<DWORD>(name.size())));
-  return name;
-#else
-  return fs::read_symlink("/proc/self/exe");
-#endif
-}
-
-std::vector<bool> open_files_in(fs::path const& folder) {
-  std::vector<bool> inherited;
-#if defined(_WIN32)
-  // Handles are small multiples of four; each one on a file names it.
-  for (std::uintptr_t value = 4; value < 0x10000; value += 4) {
-    auto* const handle = reinterpret_cast<HANDLE>(value);  // NOLINT(performance-no-int-to-ptr)
-    DWORD flags = 0;
-    if (::GetHandleInformation(handle, &flags) == 0 || ::GetFileType(handle) != FILE_TYPE_DISK) {
-      continue;
-    }
-    std::wstring name(32768, L'\0');
-    name.resize(::GetFinalPathNameByHandleW(handle, name.data(), 32768, FILE_NAME_NORMALIZED));
-    std::wstring const parent =
-        fs::path(name.substr(name.rfind(L"\\\\?\\", 0) == 0 ? 4 : 0)).parent_path().wstring();
-    std::wstring const wanted = folder.wstring();
-    if (::CompareStringOrdinal(parent.c_str(), -1, wanted.c_str(), -1, TRUE) == CSTR_EQUAL) {
-      inherited.push_back((flags & HANDLE_FLAG_INHERIT) != 0);
-    }
-  }
-#else
-  for (auto const& entry : fs::directory_iterator("/proc/self/fd")) {
-    std::error_code ignored;
-    if (fs::read_symlink(entry.path(), ignored).parent_path() == folder) {
-      inherited.push_back((::fcntl(std::stoi(entry.path().filename()), F_GETFD) & FD_CLOEXEC) == 0);
-    }
-  }
-#endif
-  return inherited;
-}
-
 // MinGW's libstdc++ makes no links: false there.
 bool make_symlink(std::string const& target, std::string const& link) {
   std::error_code error;
-  fs::create_symlink(fs_path(target), fs_path(link), error);
+  fs::create_symlink(fs::u8path(target), fs::u8path(link), error);
   return !error;
 }
 
 std::string read_file(std::string const& path) {
-  std::ifstream in(fs_path(path), std::ios::binary);
+  std::ifstream in(fs::u8path(path), std::ios::binary);
   return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
 }
 
 void write_file(std::string const& path, std::string const& content) {
-  std::ofstream(fs_path(path), std::ios::binary) << content;
+  std::ofstream(fs::u8path(path), std::ios::binary) << content;
 }
 
 }  // namespace install::cpputil::testing

@@ -6,7 +6,6 @@
 #include <functional>
 #include <optional>
 #include <string>
-#include <vector>
 
 namespace install::cpputil::testing {
 
@@ -22,7 +21,7 @@ void set_env(std::string const& name, std::optional<std::string> const& value);
 class ScopedEnv {
  public:
   ScopedEnv(std::string name, std::optional<std::string> const& value);
-  ~ScopedEnv();
+  ~ScopedEnv() { set_env(name_, saved_); }
   ScopedEnv(ScopedEnv const&) = delete;
   ScopedEnv& operator=(ScopedEnv const&) = delete;
 
@@ -39,15 +38,14 @@ class ScratchDir {
   ScratchDir(ScratchDir const&) = delete;
   ScratchDir& operator=(ScratchDir const&) = delete;
   std::filesystem::path const& path() const { return path_; }
-  std::string operator/(std::string const& name) const;
+  std::string operator/(std::string const& name) const {
+    return (path_ / std::filesystem::u8path(name)).u8string();
+  }
 
  private:
   std::filesystem::path path_;
 };
 
-std::filesystem::path fs_path(std::string const& utf8);
-/// Each '/' made the system's separator, as the library writes paths.
-std::string native_separators(std::string text);
 std::string user_name();
 /// Whether permission bits can keep this process out: not as root, nor on Windows.
 bool permissions_bind();
@@ -56,9 +54,6 @@ bool permissions_bind();
 /// root) under a watchdog; a child that fails fails the test. Windows has no fork: runs here.
 std::string in_child(std::function<std::string()> const& body, int uid = -1);
 
-std::filesystem::path self_path();
-/// The files this process holds open in `folder`, each as whether a child would inherit it.
-std::vector<bool> open_files_in(std::filesystem::path const& folder);
 /// False when the system makes no link (Wine, Windows without the privilege).
 bool make_symlink(std::string const& target, std::string const& link);
 
