@@ -1,12 +1,11 @@
 // Version comparison on arbitrary text ("<first>\n<second>", UTF-8) against a literal reading
 // through std::istringstream and std::stoi: same results, same exceptions with the same texts.
 // Nothing but std::invalid_argument and std::out_of_range may escape.
-#include <algorithm>
 #include <cstdint>
 #include <cstdlib>
 #include <stdexcept>
 #include <string>
-#include <vector>
+#include <utility>
 
 #include "install/cpputil/VersionComparator.hpp"
 
@@ -15,12 +14,6 @@
 namespace cpputil = install::cpputil;
 
 namespace {
-
-void check(bool ok) {
-  if (!ok) {
-    std::abort();
-  }
-}
 
 // The result, or the exception's kind and text.
 template <typename Compare>
@@ -39,19 +32,18 @@ std::string outcome(Compare const& compare) {
 extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size) {
   std::string const input(reinterpret_cast<char const*>(data), size);
   std::size_t const newline = input.find('\n');
-  cpputil::ustring const first = cpputil::utf8_to_ustring(input.substr(0, newline));
-  cpputil::ustring const second = cpputil::utf8_to_ustring(
-      newline == std::string::npos ? std::string() : input.substr(newline + 1));
-
+  cpputil::ustring const versions[] = {
+      cpputil::utf8_to_ustring(input.substr(0, newline)),
+      cpputil::utf8_to_ustring(newline == std::string::npos ? "" : input.substr(newline + 1))};
   cpputil::VersionComparator const comparator;
-  std::string const ours = outcome([&] { return comparator.compareVersionNumbers(first, second); });
-  check(ours == outcome([&] { return cpputil::test::literal_compare(first, second); }));
-  std::string const reversed =
-      outcome([&] { return comparator.compareVersionNumbers(second, first); });
-  check(reversed == outcome([&] { return cpputil::test::literal_compare(second, first); }));
-  for (auto const* version : {&first, &second}) {
-    std::string const text = cpputil::to_string(*version);
-    check(comparator.tokenizeString(text) == cpputil::test::literal_tokenize(text));
+  for (int first = 0; first < 2; ++first) {
+    auto const& [a, b] = std::pair(versions[first], versions[1 - first]);
+    if (outcome([&] { return comparator.compareVersionNumbers(a, b); }) !=
+            outcome([&] { return cpputil::test::literal_compare(a, b); }) ||
+        comparator.tokenizeString(cpputil::to_string(a)) !=
+            cpputil::test::literal_tokenize(cpputil::to_string(a))) {
+      std::abort();
+    }
   }
   return 0;
 }
