@@ -1,22 +1,19 @@
 #!/usr/bin/env bash
 # Installs the three Debian packages on this machine, checks the tree they make under /usr as
-# any installed tree is checked, then removes them. The machine's package set is restored even
+# any installed tree is checked, then purges them. The machine's package set is restored even
 # when a step fails. Needs root (or sudo). Usage: deb_test.sh DIR (the .deb files of ./dev package)
 set -euo pipefail
-debs=$(cd "$1" && pwd)
 here=$(cd "$(dirname "$0")" && pwd)
 packages=(libinstall-cpputil1 libinstall-cpputil-dev install-cpputil)
 sudo=()
 [ "$(id -u)" -eq 0 ] || sudo=(sudo)
-
 state() { dpkg-query -W -f='${binary:Package} ${db:Status-Status}\n' | grep -v ' not-installed$' | sort; }
 before=$(state)
 files=()
 for p in "${packages[@]}"; do
   ! grep -q "^$p[: ]" <<<"$before" || { echo "$p is on this machine already; remove it first"; exit 1; }
-  found=("$debs/${p}_"*.deb)
-  [ ${#found[@]} -eq 1 ] && [ -f "${found[0]}" ] || { echo "want one $p .deb in $debs"; exit 1; }
-  files+=("${found[0]}")
+  files+=("$(cd "$1" && pwd)/${p}_"*.deb)
+  [ -f "${files[-1]}" ] || { echo "want one $p .deb in $1"; exit 1; }
 done
 
 anchor=""
@@ -27,9 +24,7 @@ restore() {
   # Whatever the installation pulled in goes too.
   mapfile -t added < <(comm -13 <(echo "$before") <(state) | cut -d' ' -f1)
   [ ${#added[@]} -eq 0 ] || "${sudo[@]}" apt-get purge -y -qq "${added[@]}" >/dev/null
-  if [ "$(state)" != "$before" ]; then
-    echo "the package set differs from before:"; diff <(echo "$before") <(state) || true; status=1
-  fi
+  [ "$(state)" = "$before" ] || { echo "the package set differs from before"; status=1; }
   exit "$status"
 }
 trap restore EXIT

@@ -111,7 +111,7 @@ class LoggerTest : public ::testing::Test {
 TEST_F(LoggerTest, DestinationsReplaceEachOtherAndRecordsAreStampedUtf8Lines) {
   {
     Logger const first("a.log");
-    for (ustring const& message : {u"first\nsecond" + ustring(1, char16_t(0xDC00)),
+    for (ustring const& message : {u"first\n" + ustring(1, char16_t(0xD800)) + u"second",
                                    ustring(u"Gr\u00FC\u00DF \U0001F600"), ustring()}) {
       logger::append_message(message);
     }
@@ -122,13 +122,13 @@ TEST_F(LoggerTest, DestinationsReplaceEachOtherAndRecordsAreStampedUtf8Lines) {
     logger::append_message(std::string("to default"));
   }
   EXPECT_EQ(log_of("a.log"),
-            "(T) first\nsecond\xEF\xBF\xBD\n(T) Gr\xC3\xBC\xC3\x9F \xF0\x9F\x98\x80\n"
+            "(T) first\n\xEF\xBF\xBDsecond\n(T) Gr\xC3\xBC\xC3\x9F \xF0\x9F\x98\x80\n"
             "(T) Reset destination file log a.log to x/y/b.log\n");
   EXPECT_EQ(log_of(default_log()), "(T) to default\n");
   EXPECT_EQ(
       traces(),
       "4 set destinationa.log\n4  destination_file.string()=a.log\n"
-      "4  msg=first\nsecond\xEF\xBF\xBD\n4  msg=Gr\xC3\xBC\xC3\x9F \xF0\x9F\x98\x80\n4  msg=\n"
+      "4  msg=first\n\xEF\xBF\xBDsecond\n4  msg=Gr\xC3\xBC\xC3\x9F \xF0\x9F\x98\x80\n4  msg=\n"
       "4 set destinationx/y/b.log\n4  destination_file.string()=a.log ofile.string()=x/y/b.log\n"
       "4  msg=Reset destination file log a.log to x/y/b.log\n8 flush destination\n"
       "4  last_destination_file.string()=a.log\n8 unset destination\n4  destination_file."
@@ -162,7 +162,6 @@ TEST_F(LoggerTest, FailedConstructionKeepsBothPathsAndNoticesOnlyAnExistingLog) 
       {"", "open file \"\"", "file for installation log "},
       {"blocker/sub/x.log", "create directory \"blocker/sub\"",
        "folder for installation log blocker/sub"},
-      {"blocker/x.log", "open file \"blocker/x.log\"", "file for installation log blocker/x.log"},
       {std::string("a.log\0/../b.log", 15), std::string("create directory \"a.log\0/..\"", 28),
        std::string("folder for installation log a.log\0/..", 37)}};
   for (bool const with_destination : {false, true}) {
@@ -234,24 +233,19 @@ TEST_F(LoggerTest, AppendFileFramesTheWholeFileAsOneRecordOrRefusesBeforeWriting
       fs::resize_file("framed.log", 0);
       capture_.take();
       logger::append_file(Path(utf8_to_ustring(file)));
-      std::string const record =
-          "Content of the file " + file + "\n" + lines + "End of the file " + file;
-      EXPECT_EQ(log_of("framed.log"), "(T) " + record + "\n");
-      std::string traced;
-      std::istringstream in(content);
-      for (std::string line; std::getline(in, line);) {
-        traced += "4  line=" + line + "\n";
-      }
-      EXPECT_EQ(traces(), traced + "4  msg=" + record + "\n");
+      EXPECT_EQ(log_of("framed.log"), "(T) Content of the file " + file + "\n" + lines +
+                                          "End of the file " + file + "\n");
     }
+    EXPECT_EQ(
+        traces(),
+        "4  line=\xC2\xA9\n4  line=\xFF\n4  line=b\n4  msg=Content of the file side file.txt\n"
+        "\xC2\xA9\n\xEF\xBF\xBD\nb\nEnd of the file side file.txt\n");
   }
-  std::string const missing = "8 append_file: The file does not exist.\n";
   // Whether a destination is set, the file to append, the error and the traces.
   std::tuple<bool, std::string, char const*, std::string> const refusals[] = {
       {false, "none", "Logger destination was not initialized.",
        "8 append_file: The output file destination is not set.\n"},
-      {true, "none", "The file does not exist.", missing},
-      {true, "", "The file does not exist.", missing},
+      {true, "none", "The file does not exist.", "8 append_file: The file does not exist.\n"},
       {true, "folder", "append_file: Cannot open file.", ""},
   };
   for (auto const& [destination, refused, what, traced] : refusals) {
@@ -426,46 +420,38 @@ TEST_F(LoggerTest, ProcessesTakeTheLogsLockAndKeepStampsInOrder) {
 // Threads append while another keeps replacing the destination and now and then ends every
 // Logger, so that records fall back to the default log: none lost, doubled or torn.
 TEST_F(LoggerTest, ThreadsAppendWhileTheDestinationChanges) {
-  constexpr int kWriters = 4;
-  constexpr int kMessages = 2000;
-  std::atomic<int> writing{kWriters};
+  std::atomic<int> writing{4};
   std::thread replacer([&writing] {
     std::vector<std::unique_ptr<Logger>> alive;
     for (int k = 0; writing.load() > 0; ++k) {
-      if (k % 5 == 4) {
-        alive.clear();
-      } else {
-        alive.push_back(std::make_unique<Logger>("log" + std::to_string(k % 16)));
-      }
+      k % 5 == 4 ? alive.clear()
+                 : alive.push_back(std::make_unique<Logger>("log" + std::to_string(k % 16)));
     }
   });
   std::vector<std::thread> writers;
-  std::multiset<std::string> expected;
-  for (int w = 0; w < kWriters; ++w) {
-    for (int i = 0; i < kMessages; ++i) {
-      expected.insert(std::to_string(w * kMessages + i));
-    }
+  for (int w = 0; w < 4; ++w) {
     writers.emplace_back([&writing, w] {
-      for (int i = 0; i < kMessages; ++i) {
-        logger::append_message(std::to_string(w * kMessages + i) + std::string(48, '.'));
+      for (int i = 0; i < 2000; ++i) {
+        logger::append_message(std::to_string(w * 2000 + i + 10000) + std::string(48, '.'));
       }
       --writing;
     });
   }
-  for (auto& writer : writers) {
-    writer.join();
+  for (auto& thread : writers) {
+    thread.join();
   }
   replacer.join();
-  std::multiset<std::string> seen;
+  std::multiset<std::string> seen;  // each message's number, once
   for (auto const& entry : fs::recursive_directory_iterator(scratch_.path())) {
     std::istringstream bodies(entry.is_regular_file() ? bodies_of(entry.path()) : "");
     for (std::string body; std::getline(bodies, body, '|');) {
-      if (body.find('.') != std::string::npos) {  // not a notice of a new destination
-        seen.insert(body.substr(0, body.find('.')));
+      if (body.size() > 5 && body[5] == '.') {  // not a notice of a new destination
+        seen.insert(body.substr(0, 5));
       }
     }
   }
-  EXPECT_TRUE(seen == expected) << "lost, doubled or torn records";
+  EXPECT_EQ(seen.size(), 8000U);
+  EXPECT_EQ(std::set<std::string>(seen.begin(), seen.end()).size(), 8000U) << "lost or doubled";
   EXPECT_EQ(lost(), "");
 }
 
