@@ -68,10 +68,22 @@ std::string user_name() {
 #endif
 }
 
+namespace {
+
+std::string caught(std::function<std::string()> const& body) {
+  try {
+    return body();
+  } catch (std::exception const& error) {
+    return std::string("threw: ") + error.what();
+  }
+}
+
+}  // namespace
+
 #if defined(_WIN32)
 bool permissions_bind() { return false; }
 
-std::string in_child(std::function<std::string()> const& body, int /*uid*/) { return body(); }
+std::string in_child(std::function<std::string()> const& body, int /*uid*/) { return caught(body); }
 #else
 bool permissions_bind() { return ::geteuid() != 0; }
 
@@ -87,12 +99,7 @@ std::string in_child(std::function<std::string()> const& body, int uid) {
         (::setgroups(0, nullptr) != 0 || ::setgid(id) != 0 || ::setuid(id) != 0)) {
       ::_exit(3);
     }
-    std::string result;
-    try {
-      result = body();
-    } catch (std::exception const& error) {
-      result = std::string("threw: ") + error.what();
-    }
+    std::string const result = caught(body);
     auto const size = static_cast<ssize_t>(result.size());
     ::_exit(::write(ends[1], result.data(), result.size()) == size ? 0 : 4);
   }
