@@ -8,34 +8,22 @@
 namespace install::cpputil {
 namespace {
 
-// what(), then the four getters, joined by '|'.
-std::string texts(std::runtime_error const& caught) {
-  auto const& error = dynamic_cast<InstallerException const&>(caught);
-  return std::string(error.what()) + "|" + error.getErrorCode() + "|" +
-         error.getPrimaryErrorMessage() + "|" + error.getSecondaryErrorMessage() + "|" +
-         error.getLocation();
-}
-
-TEST(InstallerException, WhatIsTheSecondaryMessageAndCopiesCarryAllFourTexts) {
-  EXPECT_EQ(texts(InstallerException("only")), "only|||only|");
-  InstallerException const four("code", "primary", "secondary", "here");
-  try {
-    throw four;  // a copy
-  } catch (std::runtime_error const& error) {
-    EXPECT_EQ(texts(error), "secondary|code|primary|secondary|here");
-  }
-}
-
-TEST(CreateLocation, JoinsDistinctNamesAndNeverANameToItself) {
-  // First, second, joined.
-  char const* const cases[][3] = {
-      {"install::cpputil", "interrupt", "install::cpputil::interrupt"},
-      {"module", "", "module"},
-      {"same", "same", "same"},
-      {"", "second", "::second"},
-      {"Name", "name", "Name::name"},
-      {"a ", "a", "a ::a"},
+TEST(InstallerException, CarriesItsFourTextsAndJoinsLocations) {
+  // what(), then the four getters, joined by '|'.
+  auto const texts = [](std::runtime_error const& caught) {
+    auto const& error = dynamic_cast<InstallerException const&>(caught);
+    return std::string(error.what()) + "|" + error.getErrorCode() + "|" +
+           error.getPrimaryErrorMessage() + "|" + error.getSecondaryErrorMessage() + "|" +
+           error.getLocation();
   };
+  EXPECT_EQ(texts(InstallerException("only")), "only|||only|");
+  EXPECT_EQ(texts(InstallerException("code", "primary", "secondary", "here")),
+            "secondary|code|primary|secondary|here");
+  // First, second, joined: never a name to itself.
+  char const* const cases[][3] = {{"module", "", "module"},
+                                  {"same", "same", "same"},
+                                  {"", "second", "::second"},
+                                  {"Name", "name", "Name::name"}};
   for (auto const& [first, second, joined] : cases) {
     EXPECT_EQ(createLocation(first, second), joined) << first << "|" << second;
   }
