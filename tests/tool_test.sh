@@ -24,7 +24,7 @@ row() {
   [ "$got" = "$want" ] || fail "install-cpputil $*" "--- wanted" "$want" "--- got" "$got"
 }
 
-mkdir -p plain/root sandboxed/root folder
+mkdir -p plain/root/qx_anchor sandboxed/root folder/qx_anchor
 printf 'a = 1\n' >in
 : >sandboxed/qx_anchor
 printf 'port = intval\nmode = strval:typical,custom\nreboot = boolval\nlicense = rfile\n' >rules
@@ -37,13 +37,23 @@ if [ -n "$windows" ]; then nosuch="The system cannot find the file specified."; 
 
 row 2 "" "$(e "not a version number: '1.99999999999'")"$'\n' "" compare 1.99999999999 1
 row 2 "" "$(e "not a version number: '1.x'")"$'\n' "" compare 1.x 2.y
+# The anchor, a file or a folder, beside the root, which need not exist; not in the root.
 row 0 $'false\n' "" "" sandbox --root plain/root
-row 0 $'true\n' "" "" sandbox --root sandboxed/root
+row 0 $'true\n' "" "" sandbox --root sandboxed//root//
+row 0 $'true\n' "" "" sandbox --root folder/gone
 row 0 $'{\n  "caf\xC3\xA9": "cr\xC3\xA8me",\n  "name": "V\\"",\n  "product": [\n    "Alpha Tools",\n    "Beta"\n  ]\n}\n' \
   "" "" parse json --json
 row 1 $'key=\'license\' value=\'none.txt\' rule=\'rfile\'\nkey=\'mode\' value=\'fast\' rule=\'strval:typical,custom\'\nkey=\'port\' value=\'abc\' rule=\'intval\'\n' \
   "" $'(T) Error reading file none.txt\n(T) File \'none.txt\' does not exist or it\'s empty\n' \
   check bad --rules rules --log log
+# Every rule; "check" prints each violation, in key order.
+printf 's1 = strval:a,b,c\ns2 = strval:,a\ns3 = strval:a:b\ns4 = strval\nb1 = boolval\nb2 = boolval
+i1 = intval:1-10\ni2 = intval\ni3 = intval\nu = StrVal:a\n' >rules2
+printf 's1 = B\ns2 =\ns3 = a:b\ns4 = strval\nb1 = tRuE\nb2 = yess\ni1 = \t+7x\ni2 = 2147483648
+i3 = -\nu = abc\n' >in2
+row 1 $'key=\'b2\' value=\'yess\' rule=\'boolval\'\nkey=\'i2\' value=\'2147483648\' rule=\'intval\'
+key=\'i3\' value=\'-\' rule=\'intval\'\nkey=\'s1\' value=\'B\' rule=\'strval:a,b,c\'\n' "" "" \
+  check in2 --rules rules2
 row 0 "" "" $'(T) 1st\n(T) 2nd\n(T) Content of the file side\nline one\nline two\nEnd of the file side\n' \
   log --to log --file side 1st 2nd
 row 0 "" "" $'(T) --trace\n' log --to log -- --trace

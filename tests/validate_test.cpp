@@ -4,7 +4,6 @@
 #include <map>
 #include <stdexcept>
 #include <string>
-#include <tuple>
 #include <vector>
 
 #if !defined(_WIN32)
@@ -31,28 +30,6 @@ std::string thrown(Call call) {
     return std::string("runtime_error: ") + error.what();
   }
   return "";
-}
-
-TEST(ValidateArg, AppliesTheRuleNamedBeforeTheFirstColon) {
-  // A rule, the values it passes and those it refuses; other rule names pass every value.
-  std::tuple<char const*, std::vector<char const*>, std::vector<char const*>> const cases[] = {
-      {"strval:a,b,c", {"b", "c"}, {"B", " b", "a,b", ""}},
-      {"strval:,a", {"", "a"}, {"b"}},
-      {"strval:a:b", {"a:b"}, {"a"}},
-      {"strval", {"strval"}, {"a"}},
-      {"boolval", {"tRuE", "FALSE", "Yes", "nO"}, {"y", " true", "yess", ""}},
-      {"intval:1-10", {"-7", "\t +7", "12abc", "-2147483648"}, {"", "-", "2147483648"}},
-      {"StrVal:a", {"abc"}, {}},
-      {"", {"abc"}, {}},
-  };
-  for (auto const& [rule, passing, failing] : cases) {
-    for (char const* value : passing) {
-      EXPECT_EQ(thrown([&] { validate_arg("k", value, rule); }), "") << rule << " / " << value;
-    }
-    for (char const* value : failing) {
-      EXPECT_THROW(validate_arg("k", value, rule), std::invalid_argument) << rule << " / " << value;
-    }
-  }
 }
 
 // Keys in order, each against its own rule; rules of absent keys are not mandatory. A failed
