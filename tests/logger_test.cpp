@@ -37,6 +37,7 @@ namespace fs = std::filesystem;
 using logger::Logger;
 using testing::read_file;
 using testing::write_file;
+using namespace std::string_literals;
 
 // Each "(<time stamp>) " becomes "(T) ", and each '/' the system's separator.
 std::string plain(std::string text) {
@@ -47,7 +48,6 @@ std::string plain(std::string text) {
   return std::regex_replace(text, stamp, "(T) ");
 }
 std::string log_of(std::string const& path) { return plain(read_file(path)); }
-std::string last() { return plain(logger::detail::get_last_destination().string()); }
 
 // The records of a log, each shortened to 12 bytes, joined by '|'. A line that is not a whole
 // record, or a time stamp earlier than the one before it, fails the test (and shows as
@@ -108,40 +108,70 @@ class LoggerTest : public ::testing::Test {
   testing::TraceCapture capture_{"install::cpputil::logger", 4 | 8};
 };
 
-TEST_F(LoggerTest, DestinationsReplaceEachOtherAndRecordsAreStampedUtf8Lines) {
+// What a Logger for the destination threw, or "made".
+std::string refused(std::string const& destination) {
+  try {
+    Logger const log(destination);
+  } catch (std::runtime_error const& error) {
+    return plain(error.what());
+  }
+  return "made";
+}
+
+// Destinations set, refused with a notice in the log in force, replaced and retired; records
+// stamped UTF-8 lines, and the default log while no destination is set.
+TEST_F(LoggerTest, DestinationsAndRecordsThroughALifecycle) {
+  write_file("blocker", "a file where a folder should be");
   {
     Logger const first("a.log");
     for (ustring const& message : {u"first\n" + ustring(1, char16_t(0xD800)) + u"second",
                                    ustring(u"Gr\u00FC\u00DF \U0001F600"), ustring()}) {
       logger::append_message(message);
     }
+    EXPECT_EQ(refused("blocker/sub/x.log"),
+              "Install Logger: Cannot create directory \"blocker/sub\"");
+    EXPECT_EQ(refused(""), "Install Logger: Cannot open file \"\"");
     {
       Logger const second(u"x/y/b.log");  // folders made on the way
       EXPECT_EQ(plain(logger::get_destination().string()), "x/y/b.log");
     }
     logger::append_message(std::string("to default"));
   }
+  // A path holding a NUL names no folder; without a destination the notice goes nowhere.
+  EXPECT_EQ(refused(std::string("n.log\0/../b.log", 15)),
+            "Install Logger: Cannot create directory \"n.log");
+  EXPECT_FALSE(fs::exists("n.log"));
+  EXPECT_EQ(plain(logger::detail::get_last_destination().string()), "x/y/b.log");
   EXPECT_EQ(log_of("a.log"),
             "(T) first\n\xEF\xBF\xBDsecond\n(T) Gr\xC3\xBC\xC3\x9F \xF0\x9F\x98\x80\n"
+            "(T) Unable to create specified folder for installation log blocker/sub\n"
+            "(T) Unable to create specified file for installation log \n"
             "(T) Reset destination file log a.log to x/y/b.log\n");
   EXPECT_EQ(log_of(default_log()), "(T) to default\n");
   EXPECT_EQ(
       traces(),
       "4 set destinationa.log\n4  destination_file.string()=a.log\n"
       "4  msg=first\n\xEF\xBF\xBDsecond\n4  msg=Gr\xC3\xBC\xC3\x9F \xF0\x9F\x98\x80\n4  msg=\n"
+      "4 set destinationblocker/sub/x.log\n"
+      "4  msg=Unable to create specified folder for installation log blocker/sub\n"
+      "4 set destination:Install Logger: Cannot create directory \"blocker/sub\"\n"
+      "4 set destination\n4  msg=Unable to create specified file for installation log \n"
+      "4 set destination:Install Logger: Cannot open file \"\"\n"
       "4 set destinationx/y/b.log\n4  destination_file.string()=a.log ofile.string()=x/y/b.log\n"
       "4  msg=Reset destination file log a.log to x/y/b.log\n8 flush destination\n"
       "4  last_destination_file.string()=a.log\n8 unset destination\n4  destination_file."
       "string()=x/y/b.log\n8 flush destination\n4  last_destination_file.string()=x/y/b.log"
-      "\n8 unset destination\n4  msg=to default\n4 no destination, keep last \"x/y/b.log\"\n");
+      "\n8 unset destination\n4  msg=to default\n4 no destination, keep last \"x/y/b.log\"\n"
+      "4 set destinationn.log\0/../b.log\n"
+      "4 set destination:Install Logger: Cannot create directory \"n.log\0/..\"\n"s);
 
-  // The same file twice: the notice names it twice, and no lifetime truncates it.
+  // The same file twice: the notice names it twice, and no lifetime truncates it. Arguments
+  // that retiring the destination in force would change are taken as they were.
   fs::resize_file("a.log", 0);
   {
     Logger const again("a.log");
     Logger const twice(Path(u"a.log"));
-    Logger const itself(logger::get_destination());  // an argument that retiring would clear
-    EXPECT_EQ(last(), "a.log");
+    Logger const itself(logger::get_destination());
     logger::append_message(u"again");
   }
   EXPECT_EQ(log_of("a.log"),
@@ -149,45 +179,8 @@ TEST_F(LoggerTest, DestinationsReplaceEachOtherAndRecordsAreStampedUtf8Lines) {
             "(T) Reset destination file log a.log to a.log\n(T) again\n");
   {
     Logger const other("c.log");
-    Logger const back(logger::detail::get_last_destination());  // one that retiring would change
+    Logger const back(logger::detail::get_last_destination());
     EXPECT_EQ(logger::get_destination().string(), "a.log");
-  }
-}
-
-TEST_F(LoggerTest, FailedConstructionKeepsBothPathsAndNoticesOnlyAnExistingLog) {
-  write_file("blocker", "a file where a folder should be");
-  { Logger const earlier("earlier.log"); }  // a last destination to keep
-  // The destination, then the ends of the error and of the notice in the log in force.
-  std::tuple<std::string, std::string, std::string> const cases[] = {
-      {"", "open file \"\"", "file for installation log "},
-      {"blocker/sub/x.log", "create directory \"blocker/sub\"",
-       "folder for installation log blocker/sub"},
-      {std::string("a.log\0/../b.log", 15), std::string("create directory \"a.log\0/..\"", 28),
-       std::string("folder for installation log a.log\0/..", 37)}};
-  for (bool const with_destination : {false, true}) {
-    for (auto const& [destination, cannot, unable] : cases) {
-      SCOPED_TRACE(destination + (with_destination ? " with" : " without"));
-      fs::remove("current.log");
-      auto const in_force = with_destination ? std::make_unique<Logger>("current.log") : nullptr;
-      std::string const what = "Install Logger: Cannot " + cannot;
-      std::string const notice = "Unable to create specified " + unable;
-      std::string const last_before = last();
-      capture_.take();
-      try {
-        Logger const refused(destination);
-        ADD_FAILURE() << "no exception";
-      } catch (std::runtime_error const& error) {
-        EXPECT_EQ(plain(error.what()), what.substr(0, what.find('\0')));
-      }
-      EXPECT_EQ(logger::get_destination().string(), with_destination ? "current.log" : "");
-      EXPECT_EQ(last(), last_before);
-      EXPECT_EQ(log_of("current.log"), with_destination ? "(T) " + notice + "\n" : "");
-      // Without a destination the notice is not traced, so it went nowhere.
-      EXPECT_EQ(traces(), "4 set destination" + destination + "\n" +
-                              (with_destination ? "4  msg=" + notice + "\n" : "") +
-                              "4 set destination:" + what + "\n");
-      EXPECT_FALSE(fs::exists("a.log")) << "a path holding a NUL names no folder";
-    }
   }
 }
 
