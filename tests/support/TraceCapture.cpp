@@ -1,55 +1,34 @@
 #include "support/TraceCapture.hpp"
 
-#include <mutex>
+#include <sstream>
 
-#include <boost/log/attributes/value_extraction.hpp>
 #include <boost/log/core.hpp>
-#include <boost/log/sinks/basic_sink_backend.hpp>
+#include <boost/log/expressions.hpp>
 #include <boost/log/sinks/sync_frontend.hpp>
+#include <boost/log/sinks/text_ostream_backend.hpp>
 
 #include "install/cpputil/diagnostics.hpp"
 
 namespace install::cpputil::testing {
 
 namespace logging = boost::log;
+namespace expr = boost::log::expressions;
+using Sink = logging::sinks::synchronous_sink<logging::sinks::text_ostream_backend>;
 
 struct TraceCapture::State {
   std::string channel;
-  std::uint32_t saved_mask;
-  std::mutex mutex;
-  std::string records;
-  boost::shared_ptr<logging::sinks::sink> sink;
+  std::uint32_t saved_mask = 0;
+  boost::shared_ptr<std::ostringstream> records = boost::make_shared<std::ostringstream>();
+  boost::shared_ptr<Sink> sink = boost::make_shared<Sink>();
 };
-
-namespace {
-
-// Holds the state, not the capture: the core may still feed a sink just removed.
-class Backend : public logging::sinks::basic_sink_backend<logging::sinks::synchronized_feeding> {
- public:
-  explicit Backend(std::shared_ptr<TraceCapture::State> state) : state_(std::move(state)) {}
-
-  void consume(logging::record_view const& record) {
-    if (logging::extract_or_default<std::string>("Channel", record, std::string()) ==
-        state_->channel) {
-      std::lock_guard<std::mutex> lock(state_->mutex);
-      state_->records +=
-          std::to_string(logging::extract_or_default<int>("Severity", record, 0)) + ' ' +
-          logging::extract_or_default<std::string>("Message", record, std::string()) + '\n';
-    }
-  }
-
- private:
-  std::shared_ptr<TraceCapture::State> state_;
-};
-
-}  // namespace
 
 TraceCapture::TraceCapture(std::string channel, std::uint32_t mask)
-    : state_(std::make_shared<State>()) {
-  state_->saved_mask = diagnostics::channel_mask(channel);
+    : state_(std::make_unique<State>()) {
   state_->channel = std::move(channel);
-  state_->sink = boost::make_shared<logging::sinks::synchronous_sink<Backend>>(
-      boost::make_shared<Backend>(state_));
+  state_->saved_mask = diagnostics::channel_mask(state_->channel);
+  state_->sink->locked_backend()->add_stream(state_->records);
+  state_->sink->set_filter(expr::attr<std::string>("Channel") == state_->channel);
+  state_->sink->set_formatter(expr::stream << expr::attr<int>("Severity") << ' ' << expr::smessage);
   logging::core::get()->add_sink(state_->sink);
   diagnostics::set_channel_mask(state_->channel, mask);
 }
@@ -57,12 +36,13 @@ TraceCapture::TraceCapture(std::string channel, std::uint32_t mask)
 TraceCapture::~TraceCapture() {
   diagnostics::set_channel_mask(state_->channel, state_->saved_mask);
   logging::core::get()->remove_sink(state_->sink);
-  state_->sink.reset();  // the sink's backend holds the state
 }
 
 std::string TraceCapture::take() {
-  std::lock_guard<std::mutex> lock(state_->mutex);
-  return std::exchange(state_->records, {});
+  auto const locked = state_->sink->locked_backend();  // no record is written meanwhile
+  std::string records = state_->records->str();
+  state_->records->str("");
+  return records;
 }
 
 }  // namespace install::cpputil::testing

@@ -19,10 +19,9 @@ class TraceCapture {
   /// The records kept since the last call, one "<severity> <text>\n" each.
   std::string take();
 
-  struct State;
-
  private:
-  std::shared_ptr<State> state_;
+  struct State;
+  std::unique_ptr<State> state_;
 };
 
 }  // namespace install::cpputil::testing
