@@ -81,12 +81,8 @@ std::string caught(std::function<std::string()> const& body) {
 }  // namespace
 
 #if defined(_WIN32)
-bool permissions_bind() { return false; }
-
 std::string in_child(std::function<std::string()> const& body, int /*uid*/) { return caught(body); }
 #else
-bool permissions_bind() { return ::geteuid() != 0; }
-
 std::string in_child(std::function<std::string()> const& body, int uid) {
   int ends[2];
   EXPECT_EQ(::pipe(ends), 0);
@@ -116,13 +112,6 @@ std::string in_child(std::function<std::string()> const& body, int uid) {
   return result;
 }
 #endif
-
-// MinGW's libstdc++ makes no links: false there.
-bool make_symlink(std::string const& target, std::string const& link) {
-  std::error_code error;
-  fs::create_symlink(fs::u8path(target), fs::u8path(link), error);
-  return !error;
-}
 
 std::string read_file(std::string const& path) {
   std::ifstream in(fs::u8path(path), std::ios::binary);

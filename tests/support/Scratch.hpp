@@ -47,15 +47,9 @@ class ScratchDir {
 };
 
 std::string user_name();
-/// Whether permission bits can keep this process out: not as root, nor on Windows.
-bool permissions_bind();
-
 /// What `body` returns, run in a child process (as user `uid` when that is not -1 and we are
 /// root) under a watchdog; a child that fails fails the test. Windows has no fork: runs here.
 std::string in_child(std::function<std::string()> const& body, int uid = -1);
-
-/// False when the system makes no link (Wine, Windows without the privilege).
-bool make_symlink(std::string const& target, std::string const& link);
 
 std::string read_file(std::string const& path);
 void write_file(std::string const& path, std::string const& content);
