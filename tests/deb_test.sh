@@ -1,7 +1,6 @@
 #!/usr/bin/env bash
-# Installs the three Debian packages on this machine, checks the tree they make under /usr as
-# any installed tree is checked, then purges them. The machine's package set is restored even
-# when a step fails. Needs root (or sudo). Usage: deb_test.sh DIR (the .deb files of ./dev package)
+# Installs the Debian packages of ./dev package from DIR, checks the tree under /usr, purges them
+# and restores the package set, also after a failure. Usage, as root or with sudo: deb_test.sh DIR
 set -euo pipefail
 here=$(cd "$(dirname "$0")" && pwd)
 packages=(libinstall-cpputil1 libinstall-cpputil-dev install-cpputil)

@@ -1,8 +1,7 @@
 #!/usr/bin/env bash
-# Checks an installed tree: the library file, the CMake package, pkg-config, standalone public
-# headers, the exported symbols and the installed tool. Usage: check-installed.sh PREFIX
-# [windows] (a MinGW-w64 tree, run under Wine; INSTALL_CPPUTIL_MINGW_CACHE names the dependency
-# cache, as for the build).
+# Checks an installed tree (a MinGW-w64 one under Wine with "windows", whose dependency cache
+# INSTALL_CPPUTIL_MINGW_CACHE names): the library, its packages for CMake and pkg-config,
+# standalone headers, exports and the tool. Usage: check-installed.sh PREFIX [windows]
 set -euo pipefail
 prefix=$(cd "$1" && pwd)
 repo=$(cd "$(dirname "$0")/../.." && pwd)
