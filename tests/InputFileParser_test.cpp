@@ -1,5 +1,5 @@
-// The file side of the parser; the grammar is fuzzed against the plain reading of the format
-// from the seeds in fuzz/corpus/InputFileParser.
+// What the parser makes of files it cannot read. Files it reads are parsed by the tool's test,
+// and fuzzed against a plain reading of the format from the seeds in fuzz/corpus/.
 #include "install/cpputil/InputFileParser.hpp"
 
 #include <filesystem>
@@ -13,8 +13,6 @@
 namespace install::cpputil {
 namespace {
 
-using namespace std::string_literals;
-
 class InputFileParserFile : public ::testing::Test {
  protected:
   ustring write(std::string const& content) {
@@ -26,22 +24,6 @@ class InputFileParserFile : public ::testing::Test {
   testing::TraceCapture capture_{"install::cpputil::InputFileParser", 4};
   InputFileParser parser_;
 };
-
-// Kept lines are trimmed, blank and comment lines dropped, and each kept line traced.
-TEST_F(InputFileParserFile, ParseReadsThenConvertsAndTracesEachKeptLine) {
-  std::string const value(3'000'000, 'x');  // longer than any read buffer
-  ustring const path =
-      write("\xEF\xBB\xBFKey=1\r\n# k=2\r\n\n\t product.Alpha_Tools \r\nv = " + value + "\r\n" +
-            std::string(200'000, ' ') + "\nn=\0\nplatform.x_1"s);
-  EXPECT_EQ(parser_.parse(path), (PropertyMap{{u"\uFEFFkey", u"1"},
-                                              {u"n", ustring(1, u'\0')},
-                                              {u"platform", std::vector<ustring>{u"x 1"}},
-                                              {u"product", std::vector<ustring>{u"Alpha Tools"}},
-                                              {u"v", utf8_to_ustring(value)}}));
-  EXPECT_EQ(capture_.take(),
-            "4  line=\xEF\xBB\xBFKey=1\n4  line=product.Alpha_Tools\n4  line=v = " + value +
-                "\n4  line=n=\0\n4  line=platform.x_1\n"s);
-}
 
 TEST_F(InputFileParserFile, MissingPathThrowsAndAnUnreadableOneReadsAsEmpty) {
   for (ustring const& path : {ustring(), utf8_to_ustring(dir_ / "missing")}) {

@@ -67,6 +67,28 @@ row 0 $'a = 1\n' "$traced" "" parse in --trace 0x0C
 row 2 "" "$(e "not a trace mask: '+4'")"$'\n' "" --trace +4 locale
 row 2 "" "$(e "unknown command 'bogus' (see --help)")"$'\n' "" bogus
 row 2 "" "$(e "FILE is required (see --help)")"$'\n' "" parse
+# Kept lines trimmed and traced, comments and blank lines dropped, the byte-order mark kept.
+printf '\xEF\xBB\xBFKey=1\r\n# k=2\r\n\n\t product.Alpha_Tools \r\nplatform.x_1' >bom
+t='[install::cpputil::InputFileParser] 4  line='
+row 0 $'platform[] = x 1\nproduct[] = Alpha Tools\n\xEF\xBB\xBFkey = 1\n' \
+  "$t"$'\xEF\xBB\xBFKey=1\n'"$t"$'product.Alpha_Tools\n'"$t"$'platform.x_1\n' "" --trace 4 parse bom
+# The locale of LC_ALL, LC_MESSAGES or LANG, the first set and not empty, which Wine makes the
+# user's; C and POSIX mean en_US. Its channel never traces.
+unset LC_ALL LC_MESSAGES LANG
+locale_row() {
+  run=(env "${@:2}")
+  row 0 "$1"$'\n' "" "" --trace 0xFFFFFFFF locale
+  run=()
+}
+locale_row sr_RS LC_ALL=sr_RS@latin
+locale_row de_DE LC_ALL=de_DE.UTF-8 LC_MESSAGES=fr_FR
+if [ -z "$windows" ]; then
+  locale_row fr_FR LC_ALL= LC_MESSAGES=fr_FR.UTF-8@euro LANG=it_IT
+  locale_row en_US LC_ALL=C LANG=it_IT
+  locale_row en_US LANG=POSIX
+  locale_row en_US
+  locale_row fr_ LANG=fr
+fi
 export INSTALL_CPPUTIL_TRACE='*=12' # records of the variable's masks go to standard error too
 row 0 $'a = 1\n' "$traced" "" parse in
 unset INSTALL_CPPUTIL_TRACE
