@@ -14,7 +14,6 @@
 #include <set>
 #include <sstream>
 #include <thread>
-#include <tuple>
 
 #if !defined(_WIN32)
 #include <fcntl.h>
@@ -39,17 +38,15 @@ using testing::read_file;
 using testing::write_file;
 using namespace std::string_literals;
 
-// Each "(<time stamp>) " becomes "(T) ", and each '/' the system's separator.
+// Each "(<time stamp>) " becomes "(T) ", and each '\' a '/'.
 std::string plain(std::string text) {
   static std::regex const stamp(R"(\([A-Z][a-z][a-z] \d\d, \d{4} \d\d:\d\d:\d\d\) )");
-#if defined(_WIN32)
   std::replace(text.begin(), text.end(), '\\', '/');
-#endif
   return std::regex_replace(text, stamp, "(T) ");
 }
 std::string log_of(std::string const& path) { return plain(read_file(path)); }
 
-// The records of a log, each shortened to 12 bytes, joined by '|'. A line that is not a whole
+// The records of a log, each cut to 12 bytes, joined by '|'. A line that is not a whole
 // record, or a time stamp earlier than the one before it, fails the test (and shows as
 // "<torn>" where a child reads the log).
 std::string bodies_of(fs::path const& path) {
@@ -73,17 +70,15 @@ std::string bodies_of(fs::path const& path) {
   return bodies;
 }
 
-// Runs in its scratch folder, so that relative paths keep the expected texts short.
+// In a scratch folder, which is also the temporary folder: relative paths keep the expected
+// texts short, and the real per-user log is never touched.
 class LoggerTest : public ::testing::Test {
  protected:
-  void SetUp() override {
+  LoggerTest() {
     fs::current_path(scratch_.path());
-    fs::create_directory(tmp_);
     fs::permissions(scratch_.path(), fs::perms::all);  // unprivileged children work here too
-    fs::permissions(tmp_, fs::perms::all);
   }
-  void TearDown() override {
-    EXPECT_TRUE(logger::get_destination().empty()) << "a Logger outlived its test";
+  ~LoggerTest() override {
     logger::detail::forget_last_destination();
     fs::current_path(saved_);
   }
@@ -99,12 +94,11 @@ class LoggerTest : public ::testing::Test {
     }
     return bodies;
   }
-  std::string default_log() const { return tmp_ + "/zembrak_" + testing::user_name() + ".log"; }
 
   fs::path const saved_ = fs::current_path();
   testing::ScratchDir scratch_;
-  std::string tmp_ = scratch_ / "tmp";
-  testing::ScopedEnv tmpdir_{testing::kTempVariable, tmp_};  // never the real per-user log
+  testing::ScopedEnv tmpdir_{testing::kTempVariable, scratch_.path().u8string()};
+  std::string const default_log_ = "zembrak_" + testing::user_name() + ".log";
   testing::TraceCapture capture_{"install::cpputil::logger", 4 | 8};
 };
 
@@ -147,7 +141,7 @@ TEST_F(LoggerTest, DestinationsAndRecordsThroughALifecycle) {
             "(T) Unable to create specified folder for installation log blocker/sub\n"
             "(T) Unable to create specified file for installation log \n"
             "(T) Reset destination file log a.log to x/y/b.log\n");
-  EXPECT_EQ(log_of(default_log()), "(T) to default\n");
+  EXPECT_EQ(log_of(default_log_), "(T) to default\n");
   EXPECT_EQ(
       traces(),
       "4 set destinationa.log\n4  destination_file.string()=a.log\n"
@@ -182,6 +176,7 @@ TEST_F(LoggerTest, DestinationsAndRecordsThroughALifecycle) {
     Logger const back(logger::detail::get_last_destination());
     EXPECT_EQ(logger::get_destination().string(), "a.log");
   }
+  EXPECT_TRUE(logger::get_destination().empty());
 }
 
 // Writes UTF-16 as Latin-1, and refuses a 'q'.
@@ -213,48 +208,40 @@ TEST_F(LoggerTest, TracedUtf16IsConvertedByTheRecordStream) {
   EXPECT_EQ(log_of("converted.log"), "(T) caf\xC3\xA9\n");
 }
 
-TEST_F(LoggerTest, AppendFileFramesTheWholeFileAsOneRecordOrRefusesBeforeWriting) {
-  std::string const file = "side file.txt";
+// The file's lines between two frames, as one record; or a refusal before anything is written,
+// not even to the default log.
+TEST_F(LoggerTest, AppendFileFramesTheWholeFileOrRefusesBeforeWriting) {
+  auto const outcome = [this](std::string const& file) {
+    try {
+      logger::append_file(file);
+    } catch (std::runtime_error const& error) {
+      return error.what() + ("|" + traces());
+    }
+    return "|" + traces();
+  };
+  EXPECT_EQ(outcome("none"),
+            "Logger destination was not initialized.|8 append_file: The output file destination "
+            "is not set.\n");
   fs::create_directory("folder");
+  Logger const l("framed.log");
+  capture_.take();
+  EXPECT_EQ(outcome("none"), "The file does not exist.|8 append_file: The file does not exist.\n");
+  EXPECT_EQ(outcome("folder"), "append_file: Cannot open file.|");
+  EXPECT_EQ(log_of("framed.log") + log_of(default_log_), "");
   // The file's content, and the lines between the frames.
   std::pair<std::string, std::string> const copies[] = {
       {"", ""}, {"a\n\nb", "a\n\nb\n"}, {"\xC2\xA9\n\xFF\nb\n", "\xC2\xA9\n\xEF\xBF\xBD\nb\n"}};
-  {
-    Logger const l("framed.log");
-    for (auto const& [content, lines] : copies) {
-      write_file(file, content);
-      fs::resize_file("framed.log", 0);
-      capture_.take();
-      logger::append_file(Path(utf8_to_ustring(file)));
-      EXPECT_EQ(log_of("framed.log"), "(T) Content of the file " + file + "\n" + lines +
-                                          "End of the file " + file + "\n");
-    }
-    EXPECT_EQ(
-        traces(),
-        "4  line=\xC2\xA9\n4  line=\xFF\n4  line=b\n4  msg=Content of the file side file.txt\n"
-        "\xC2\xA9\n\xEF\xBF\xBD\nb\nEnd of the file side file.txt\n");
-  }
-  // Whether a destination is set, the file to append, the error and the traces.
-  std::tuple<bool, std::string, char const*, std::string> const refusals[] = {
-      {false, "none", "Logger destination was not initialized.",
-       "8 append_file: The output file destination is not set.\n"},
-      {true, "none", "The file does not exist.", "8 append_file: The file does not exist.\n"},
-      {true, "folder", "append_file: Cannot open file.", ""},
-  };
-  for (auto const& [destination, refused, what, traced] : refusals) {
-    SCOPED_TRACE(refused);
-    auto const in_force = destination ? std::make_unique<Logger>("refusals.log") : nullptr;
-    fs::remove("refusals.log");
+  for (auto const& [content, lines] : copies) {
+    write_file("side file", content);
+    fs::resize_file("framed.log", 0);
     capture_.take();
-    try {
-      logger::append_file(refused);
-      ADD_FAILURE() << "no exception";
-    } catch (std::runtime_error const& error) {
-      EXPECT_STREQ(error.what(), what);
-    }
-    EXPECT_EQ(traces(), traced);  // no "msg=": nothing went to the default log either
-    EXPECT_FALSE(fs::exists("refusals.log"));
+    logger::append_file(Path(u"side file"));
+    EXPECT_EQ(log_of("framed.log"),
+              "(T) Content of the file side file\n" + lines + "End of the file side file\n");
   }
+  EXPECT_EQ(traces(),
+            "4  line=\xC2\xA9\n4  line=\xFF\n4  line=b\n4  msg=Content of the file side file\n"
+            "\xC2\xA9\n\xEF\xBF\xBD\nb\nEnd of the file side file\n");
 }
 
 #if defined(_WIN32)
@@ -266,8 +253,7 @@ TEST_F(LoggerTest, RecordCutShortIsTakenBack) {
   }
   {
     Logger const l("limited.log");
-    for (std::string const& message :
-         {std::string("small"), std::string(10000, 'x'), std::string("after")}) {
+    for (std::string const& message : {"small"s, std::string(10000, 'x'), "after"s}) {
       logger::append_message(message);
     }
   }
@@ -339,17 +325,14 @@ TEST_F(LoggerTest, ARecordIsWholeOrDroppedAndTraced) {
           fs::create_directory(fault.name);
           fs::current_path(fault.name);
           testing::set_env(testing::kTempVariable, fs::current_path().u8string());
-          std::string const log = fault.destination.empty()
-                                      ? "zembrak_" + testing::user_name() + ".log"
-                                      : fault.destination;
+          std::string const log = fault.destination.empty() ? default_log_ : fault.destination;
           capture_.take();
           auto const destination =
               fault.destination.empty() ? nullptr : std::make_unique<Logger>(log);
           if (fault.act) {
             fault.act(log);
           }
-          for (std::string const& message :
-               {std::string("small"), std::string(10000, 'x'), std::string("after")}) {
+          for (std::string const& message : {"small"s, std::string(10000, 'x'), "after"s}) {
             logger::append_message(message);
           }
           std::error_code ignored;  // so the child can read back what it wrote
@@ -378,7 +361,7 @@ TEST_F(LoggerTest, ProcessesTakeTheLogsLockAndKeepStampsInOrder) {
       continue;
     }
     ::close(held);  // the lock belongs to the parent's descriptor, which a child shares
-    Logger const l(std::string("shared.log"));
+    Logger const l("shared.log"s);
     for (std::time_t const start = std::time(nullptr); std::time(nullptr) < start + 2;) {
       logger::append_message(std::to_string(p));
     }
@@ -394,7 +377,7 @@ TEST_F(LoggerTest, ProcessesTakeTheLogsLockAndKeepStampsInOrder) {
   }
   std::string const bodies = bodies_of("shared.log");
   EXPECT_EQ(std::set<char>(bodies.begin(), bodies.end()),
-            (std::set<char>{'0', '1', '2', '3', '|'}));
+            std::set<char>({'0', '1', '2', '3', '|'}));
 }
 #endif
 
