@@ -1,0 +1,201 @@
+// The library's smaller modules through their public interface: what the tool's test and the
+// fuzz targets cannot reach.
+#include <chrono>
+#include <filesystem>
+#include <future>
+#include <map>
+#include <thread>
+#include <vector>
+
+#if !defined(_WIN32)
+#include <sys/stat.h>
+#endif
+
+#include <gtest/gtest.h>
+
+#include "install/cpputil/InputFileParser.hpp"
+#include "install/cpputil/InstallerException.hpp"
+#include "install/cpputil/SandboxWorkflowDetector.hpp"
+#include "install/cpputil/interrupt.hpp"
+#include "install/cpputil/logger.hpp"
+#include "install/cpputil/validate.hpp"
+
+#include "support/Scratch.hpp"
+#include "support/TraceCapture.hpp"
+
+namespace install::cpputil {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr char const* kPause = "CPPUTIL_TEST_PAUSE";
+
+TEST(InstallerException, CarriesItsFourTextsAndJoinsLocations) {
+  // what(), then the four getters, joined by '|'.
+  auto const texts = [](std::runtime_error const& caught) {
+    auto const& error = dynamic_cast<InstallerException const&>(caught);
+    return std::string(error.what()) + "|" + error.getErrorCode() + "|" +
+           error.getPrimaryErrorMessage() + "|" + error.getSecondaryErrorMessage() + "|" +
+           error.getLocation();
+  };
+  EXPECT_EQ(texts(InstallerException("only")), "only|||only|");
+  EXPECT_EQ(texts(InstallerException("code", "primary", "secondary", "here")),
+            "secondary|code|primary|secondary|here");
+  // First, second, joined: never a name to itself.
+  char const* const cases[][3] = {{"module", "", "module"},
+                                  {"same", "same", "same"},
+                                  {"", "second", "::second"},
+                                  {"Name", "name", "Name::name"}};
+  for (auto const& [first, second, joined] : cases) {
+    EXPECT_EQ(createLocation(first, second), joined) << first << "|" << second;
+  }
+}
+
+// The exception's what() ("" when nothing was thrown), '|', then the records made.
+template <typename Call>
+std::string outcome(testing::TraceCapture& capture, Call call) {
+  std::string what;
+  try {
+    call();
+  } catch (interrupt::Exception const& error) {
+    what = error.what();
+  }
+  return what + "|" + capture.take();
+}
+
+TEST(Interrupt, FlagStaysSetUntilUnsetAndEveryStepIsTraced) {
+  testing::TraceCapture capture("install::cpputil::interrupt", 4 | 8);
+  auto const check = [](std::string const& tag) { return [tag] { interrupt::throw_if_set(tag); }; };
+  std::string const found = "4  interruptStatus=true\n8 Throw interrupt::Exception ";
+  EXPECT_EQ(outcome(capture, interrupt::set), "|8 Set INTERRUPT.\n");
+  EXPECT_EQ(outcome(capture, check("")), "Interrupted.|" + found + "with DEFAULT tag.\n");
+  EXPECT_EQ(outcome(capture, check("copy")), "Interrupted. copy|" + found + "tag copy\n");
+  EXPECT_EQ(outcome(capture, [] { EXPECT_TRUE(interrupt::is_set()); }),
+            "|4  interruptStatus=true\n");
+  EXPECT_EQ(outcome(capture, interrupt::detail::unset), "|8 Unset INTERRUPT.\n");
+  EXPECT_EQ(outcome(capture, check("")), "|");
+  EXPECT_FALSE(interrupt::is_set());
+}
+
+// The hook waits only while its variable is defined, also with an empty value (Windows holds
+// none, so there it holds a text), and throws once the flag is found set.
+TEST(Interrupt, PauseHookWaitsForTheFlagWhileItsVariableIsDefined) {
+  testing::TraceCapture capture("install::cpputil::interrupt", 4 | 8);
+  auto const pause = [] { interrupt::test::pause_and_throw_if_set(kPause); };
+  interrupt::set();
+  capture.take();
+  testing::set_env(kPause, std::nullopt);
+  EXPECT_EQ(outcome(capture, pause), "|");  // with the flag set, any check would have thrown
+  testing::ScopedEnv const defined(kPause, fs::path::preferred_separator == '/' ? "" : "1");
+  std::string const tag = "env CPPUTIL_TEST_PAUSE is set.";
+  EXPECT_EQ(outcome(capture, pause), "Interrupted. " + tag + "|8 " + tag +
+                                         " Waiting 1 minute for interrupt...\n4  interruptStatus="
+                                         "true\n8 Throw interrupt::Exception tag " +
+                                         tag + "\n");
+  // Set during the pause: a pause that missed it would return normally after its minute.
+  interrupt::detail::unset();
+  auto const setter = std::async(std::launch::async, [] {
+    std::this_thread::sleep_for(std::chrono::milliseconds(250));
+    interrupt::set();
+  });
+  EXPECT_THROW(pause(), interrupt::Exception);
+  interrupt::detail::unset();
+}
+
+// Files the parser cannot read: a missing one throws, the others read as empty (the tool's test
+// parses files it can read, and the fuzz target any text).
+TEST(InputFileParser, MissingFileThrowsAndAnUnreadableOneReadsAsEmpty) {
+  testing::ScratchDir const dir;
+  testing::TraceCapture capture("install::cpputil::InputFileParser", 4);
+  InputFileParser parser;
+  for (ustring const& path : {ustring(), utf8_to_ustring(dir / "missing")}) {
+    try {
+      parser.parse(path);
+      ADD_FAILURE() << "no exception for " << to_string(path);
+    } catch (std::runtime_error const& error) {
+      EXPECT_STREQ(error.what(), "input file does not exist!");
+    }
+  }
+  EXPECT_EQ(parser.getUserInputsFromFile(utf8_to_ustring(dir.path().u8string())), "");
+  EXPECT_EQ(capture.take(), "");
+#if !defined(_WIN32)  // as nobody, where we are root, so that a mode 000 file keeps us out
+  testing::write_file(dir / "input.txt", "a=1\n");
+  ::chmod((dir / "input.txt").c_str(), 0);
+  EXPECT_EQ(
+      testing::in_child(
+          [&] { return parser.getUserInputsFromFile(utf8_to_ustring(dir / "input.txt")); }, 65534),
+      "");
+#endif
+}
+
+// Keys in order, each against its own rule; rules of absent keys are not mandatory. A failed
+// file rule throws a runtime_error, the others an invalid_argument.
+TEST(Validate, ArgsStopAtTheFirstViolationInKeyOrder) {
+  testing::ScratchDir const scratch;
+  logger::Logger const logger{scratch / "install.log"};
+  std::map<std::string, std::string> const rules = {
+      {"b", "intval"}, {"B", "boolval"}, {"c", "rfile"}, {"z", "rfile"}};
+  try {
+    validate_args({{"b", "x"}, {"B", "y"}, {"c", "none"}}, rules);
+    ADD_FAILURE() << "no exception";
+  } catch (std::invalid_argument const& error) {
+    EXPECT_STREQ(error.what(), "key='B' value='y' rule='boolval'");
+  }
+  EXPECT_NO_THROW(validate_args({{"C", "none"}, {"free", "x"}}, rules));
+  EXPECT_THROW(validate_args({{"b", "1"}, {"c", "none"}}, rules), std::runtime_error);
+}
+
+// A readable regular file of one byte or more: a FIFO without a writer would block a reader
+// forever, as would a console. The first passes; as nobody, where we are root, so that a mode
+// 000 file keeps us out.
+TEST(Validate, RfileNeedsAReadableRegularFileOfOneByteOrMore) {
+  testing::ScratchDir const scratch;
+  fs::create_directory(scratch / "folder");
+  testing::write_file(scratch / "folder/caf\xC3\xA9", "x");
+  testing::write_file(scratch / "empty", "");
+  std::vector<std::string> paths = {scratch / "folder//caf\xC3\xA9", scratch / "empty", "",
+                                    scratch / "folder", scratch / "missing"};
+#if defined(_WIN32)
+  paths.insert(paths.end(), {"CON", "NUL"});
+#else
+  testing::write_file(scratch / "locked", "x");
+  ::chmod((scratch / "locked").c_str(), 0);
+  ::mkfifo((scratch / "fifo").c_str(), 0666);
+  paths.insert(paths.end(), {scratch / "locked", scratch / "fifo", "/dev/zero"});
+#endif
+  std::string const verdicts = testing::in_child(
+      [&paths] {
+        std::string verdicts;
+        for (auto const& path : paths) {
+          verdicts += validate_rfile(path) ? '1' : '0';
+        }
+        return verdicts;
+      },
+      65534);
+  EXPECT_EQ(verdicts, "1" + std::string(paths.size() - 1, '0'));
+}
+
+// Run by its own CTest entry from a copy of the library, loaded by a relative name or from a
+// folder whose name is not ASCII. Once the working folder of the load is gone, nothing but the
+// library's own location names the root, whose anchor sits beside it.
+TEST(SandboxLoadedByRelativeName, AnchorIsBesideTheRootAboveTheLibraryFolder) {
+  if (std::getenv("CPPUTIL_TEST_RELATIVE_LOAD") == nullptr) {  // NOLINT(concurrency-mt-unsafe)
+    GTEST_SKIP() << "needs the library loaded by a relative name";
+  }
+  fs::path const start = fs::current_path();
+  fs::path const anchor = start.parent_path().parent_path() / "qx_anchor";
+  fs::remove(anchor);
+  testing::ScratchDir const gone;
+  fs::current_path(gone.path());
+  std::error_code ignored;
+  fs::remove(gone.path(), ignored);  // Windows keeps a working folder in place
+  SandboxWorkflowDetector const detector;
+  EXPECT_FALSE(detector.isSandboxWorkflow());
+  testing::write_file(anchor.u8string(), "");
+  EXPECT_TRUE(detector.isSandboxWorkflow());
+  fs::remove(anchor);
+  fs::current_path(start);
+}
+
+}  // namespace
+}  // namespace install::cpputil
