@@ -1,12 +1,40 @@
 #!/usr/bin/env bash
-# Checks an installed tree (a MinGW-w64 one under Wine with "windows", whose dependency cache
-# INSTALL_CPPUTIL_MINGW_CACHE names): the library, its packages for CMake and pkg-config,
-# standalone headers, exports and the tool. Usage: check-installed.sh PREFIX [windows]
+# Checks an installed tree: the library, its packages for CMake and pkg-config, standalone
+# headers, exports and the tool. Usage: check-installed.sh PREFIX, or PREFIX windows for a
+# MinGW-w64 tree under Wine (INSTALL_CPPUTIL_MINGW_CACHE names its dependency cache, as for the
+# build), or debian DIR to install the Debian packages from DIR as root (or with sudo), check
+# /usr and purge them, restoring the machine's package set, also after a failure.
 set -euo pipefail
-prefix=$(cd "$1" && pwd)
 repo=$(cd "$(dirname "$0")/../.." && pwd)
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
+sudo=()
+
+if [ "$1" = debian ]; then
+  packages=(libinstall-cpputil1 libinstall-cpputil-dev install-cpputil)
+  [ "$(id -u)" -eq 0 ] || sudo=(sudo)
+  state() { dpkg-query -W -f='${binary:Package} ${db:Status-Status}\n' | grep -v ' not-installed$' | sort; }
+  before=$(state)
+  restore() {
+    local status=$?
+    rm -rf "$work"
+    "${sudo[@]}" dpkg --purge "${packages[@]}" >/dev/null 2>&1 || true
+    mapfile -t added < <(comm -13 <(echo "$before") <(state) | cut -d' ' -f1)
+    [ ${#added[@]} -eq 0 ] || "${sudo[@]}" apt-get purge -y -qq "${added[@]}" >/dev/null
+    [ "$(state)" = "$before" ] || { echo "the package set differs from before"; status=1; }
+    exit "$status"
+  }
+  trap restore EXIT
+  ! grep -qE "^($(IFS='|'; echo "${packages[*]}"))[: ]" <<<"$before" || { echo "remove the packages first"; exit 1; }
+  echo "-- apt-get install the packages in $2"
+  DEBIAN_FRONTEND=noninteractive "${sudo[@]}" apt-get install -y -qq --no-install-recommends \
+    "$(cd "$2" && pwd)"/{libinstall-cpputil1,libinstall-cpputil-dev,install-cpputil}_*.deb >/dev/null
+  grep -q 'libinstall_cpputil.so.1 ' <<<"$(ldconfig -p)"
+  [ "$(man -w install-cpputil)" = /usr/share/man/man1/install-cpputil.1.gz ]
+  bash -c 'source /usr/share/bash-completion/completions/install-cpputil && complete -p install-cpputil' >/dev/null
+  set -- /usr
+fi
+prefix=$(cd "$1" && pwd)
 
 if [ "${2:-}" = windows ]; then
   cache=${INSTALL_CPPUTIL_MINGW_CACHE:-${XDG_CACHE_HOME:-$HOME/.cache}/install_cpputil/mingw-w64}
@@ -67,4 +95,16 @@ echo "-- the installed tool and its examples"
 run "$prefix/bin/install-cpputil$exe" --version
 run "$prefix/bin/install-cpputil$exe" demo --dir "$work/demo" --steps 1 --step-ms 0 >/dev/null
 grep -q ') Setup finished.$' "$work/demo/install.log"
+if [ "$prefix" = /usr ] && [ ! -e /qx_anchor ]; then  # a library in /usr/lib has the root /usr
+  "${sudo[@]}" touch /qx_anchor
+  sandbox=$(install-cpputil sandbox)
+  "${sudo[@]}" rm /qx_anchor
+  [ "$sandbox $(install-cpputil sandbox)" = "true false" ]
+fi
+if [ -n "${packages:-}" ]; then
+  "${sudo[@]}" apt-get purge -y -qq "${packages[@]}" >/dev/null
+  for p in "$lib" /usr/include/install/cpputil /usr/bin/install-cpputil; do
+    [ ! -e "$p" ] || { echo "$p is left after removal"; exit 1; }
+  done
+fi
 echo "installed package OK"
