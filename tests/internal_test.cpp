@@ -47,31 +47,31 @@ std::string lines_of(platform::File file) {
 
 TEST(PathText, NativeFormParentAndConcatenation) {
   using platform::PathStyle;
+  constexpr PathStyle P = PathStyle::posix;
+  constexpr PathStyle W = PathStyle::windows;
   struct Case {
     PathStyle style;
     ustring text, native, parent;  // the parent of the text as given
   };
   Case const cases[] = {
-      {PathStyle::posix, u"", u"", u""},
-      {PathStyle::posix, u"//", u"/", u""},
-      {PathStyle::posix, u"//x", u"/x", u"/"},
-      {PathStyle::posix, u"name", u"name", u""},
-      {PathStyle::posix, u"/opt//app/", u"/opt/app", u"/opt"},
-      {PathStyle::posix, u"/a/./b/../c", u"/a/./b/../c", u"/a/./b/.."},
-      {PathStyle::posix, u"a\\b", u"a\\b", u""},
-      {PathStyle::windows, u"", u"", u""},
-      {PathStyle::windows, u"C:/Program Files//App/", u"C:\\Program Files\\App",
-       u"C:/Program Files"},
-      {PathStyle::windows, u"c:\\a", u"c:\\a", u"c:\\"},
-      {PathStyle::windows, u"C:/", u"C:\\", u""},
-      {PathStyle::windows, u"C:a\\b", u"C:a\\b", u"C:a"},
-      {PathStyle::windows, u"/a", u"\\a", u"/"},
-      {PathStyle::windows, u"a/b\\\\c\\", u"a\\b\\c", u"a/b"},
-      {PathStyle::windows, u"//server/share//dir", u"\\\\server\\share\\dir", u"//server/share/"},
-      {PathStyle::windows, u"\\\\server\\share", u"\\\\server\\share", u""},
-      {PathStyle::windows, u"\\\\\\x", u"\\\\x", u""},
-      {PathStyle::windows, u"\\\\?\\C:\\a", u"\\\\?\\C:\\a", u"\\\\?\\C:\\"},
-  };
+      {P, u"", u"", u""},
+      {P, u"//", u"/", u""},
+      {P, u"//x", u"/x", u"/"},
+      {P, u"name", u"name", u""},
+      {P, u"/opt//app/", u"/opt/app", u"/opt"},
+      {P, u"/a/./b/../c", u"/a/./b/../c", u"/a/./b/.."},
+      {P, u"a\\b", u"a\\b", u""},
+      {W, u"", u"", u""},
+      {W, u"C:/Program Files//App/", u"C:\\Program Files\\App", u"C:/Program Files"},
+      {W, u"c:\\a", u"c:\\a", u"c:\\"},
+      {W, u"C:/", u"C:\\", u""},
+      {W, u"C:a\\b", u"C:a\\b", u"C:a"},
+      {W, u"/a", u"\\a", u"/"},
+      {W, u"a/b\\\\c\\", u"a\\b\\c", u"a/b"},
+      {W, u"//server/share//dir", u"\\\\server\\share\\dir", u"//server/share/"},
+      {W, u"\\\\server\\share", u"\\\\server\\share", u""},
+      {W, u"\\\\\\x", u"\\\\x", u""},
+      {W, u"\\\\?\\C:\\a", u"\\\\?\\C:\\a", u"\\\\?\\C:\\"}};
   for (auto const& c : cases) {
     SCOPED_TRACE(to_string(c.text));
     EXPECT_EQ(platform::make_native_form(c.text, true, c.style), c.native);
@@ -80,11 +80,10 @@ TEST(PathText, NativeFormParentAndConcatenation) {
       EXPECT_EQ(Path(c.text).text(), c.native);
     }
   }
-  EXPECT_EQ(platform::make_native_form(u"C:/a//", false, PathStyle::windows), u"C:\\a\\");
+  EXPECT_EQ(platform::make_native_form(u"C:/a//", false, W), u"C:\\a\\");
   for (auto const& [style, path, joined] :
-       {std::tuple{PathStyle::posix, u"/opt", u"/opt/qx_anchor"},
-        std::tuple{PathStyle::windows, u"D:\\opt", u"D:\\opt\\qx_anchor"},
-        std::tuple{PathStyle::windows, u"", u"qx_anchor"}}) {
+       {std::tuple{P, u"/opt", u"/opt/qx_anchor"}, std::tuple{W, u"D:\\opt", u"D:\\opt\\qx_anchor"},
+        std::tuple{W, u"", u"qx_anchor"}}) {
     ustring text = path;
     platform::concatenate_pathname(text, u"qx_anchor", style);
     EXPECT_EQ(text, joined);
