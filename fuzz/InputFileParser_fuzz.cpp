@@ -94,16 +94,6 @@ void check(bool ok) {
   }
 }
 
-// One file for the whole run, removed at exit.
-struct ScratchFile {
-  ScratchFile() : path((std::filesystem::temp_directory_path() / "cpputil-parse-XXXXXX").string()) {
-    int const fd = ::mkstemp(path.data());
-    check(fd >= 0 && ::close(fd) == 0);
-  }
-  ~ScratchFile() { static_cast<void>(std::remove(path.c_str())); }
-  std::string path;
-};
-
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size) {
@@ -114,11 +104,15 @@ extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size
         parser.trim(text) == trim(text));
   check(parser.stringToLowerCase(text) == lower(text) && shouldAppend(text) == should_append(text));
 
-  static ScratchFile const file;
-  std::FILE* out = std::fopen(file.path.c_str(), "wb");
+  static std::string const file = [] {  // a name of its own for the run
+    std::string name = (std::filesystem::temp_directory_path() / "cpputil-parse-XXXXXX").string();
+    check(::close(::mkstemp(name.data())) == 0);
+    return name;
+  }();
+  std::FILE* out = std::fopen(file.c_str(), "wb");
   check(out != nullptr && std::fwrite(data, 1, size, out) == size && std::fclose(out) == 0);
-  auto const path = utf8_to_ustring(file.path);
-  check(parser.getUserInputsFromFile(path) == settings_text(text));
-  check(parser.parse(path) == convert(settings_text(text)));
+  check(parser.getUserInputsFromFile(utf8_to_ustring(file)) == settings_text(text));
+  check(parser.parse(utf8_to_ustring(file)) == convert(settings_text(text)));
+  std::remove(file.c_str());
   return 0;
 }

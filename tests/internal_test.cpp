@@ -238,23 +238,6 @@ TEST(TraceStatement, MaskBitsSelectSeveritiesAndPiecesJoinWithoutSeparators) {
   }
 }
 
-// "*" sets every channel, those made later included; a name sets its own channel only.
-TEST(ChannelMasks, StarSetsEveryChannelAndANameItsOwn) {
-  diagnostics::set_channel_mask("test::early", 8);
-  std::uint32_t const saved = diagnostics::channel_mask("*");
-  diagnostics::set_channel_mask("*", 12);
-  diagnostics::set_channel_mask("test::own", 4);
-  trace::DiagnosticLogger const own("test::own");
-  trace::DiagnosticLogger const later("test::later");
-  EXPECT_TRUE(own.enabled(4) && !own.enabled(8) && later.enabled(8));
-  std::pair<char const*, std::uint32_t> const masks[] = {
-      {"test::early", 12}, {"test::own", 4}, {"test::later", 12}, {"*", 12}};
-  for (auto const& [channel, mask] : masks) {
-    EXPECT_EQ(diagnostics::channel_mask(channel), mask) << channel;
-  }
-  diagnostics::set_channel_mask("*", saved);
-}
-
 // Runs as its own CTest entry, with INSTALL_CPPUTIL_TRACE set before the process starts.
 TEST(ChannelMasksFromEnvironment, ItemsApplyInOrderAndBadOnesAreSkipped) {
   if (std::getenv("INSTALL_CPPUTIL_TRACE") == nullptr) {  // NOLINT(concurrency-mt-unsafe)
