@@ -10,7 +10,6 @@ cd "$work" && chmod 755 .
 export TMPDIR=$work TMP=$work # never the real default log
 failures=0
 fail() { printf '%s\n' "$@"; failures=$((failures + 1)); }
-e() { printf 'install-cpputil: %s\n' "$1"; }
 # A file with each time stamp made "(T) ", and a "." after it, which $(...) keeps.
 plain() { [ ! -f "$1" ] || sed -E 's/\([A-Z][a-z]{2} [0-9]{2}, [0-9]{4} [0-9:]{8}\) /(T) /g' "$1"; echo .; }
 run=()
@@ -23,6 +22,8 @@ row() {
   got="$?|$(plain stdout)|$(plain stderr)|$(plain log)"
   [ "$got" = "$want" ] || fail "install-cpputil $*" "--- wanted" "$want" "--- got" "$got"
 }
+# refused TEXT ARGS...: the one line of an error, and status 2.
+refused() { row 2 "" "install-cpputil: $1"$'\n' "" "${@:2}"; }
 
 mkdir -p plain/root/qx_anchor sandboxed/root folder/qx_anchor
 printf 'a = 1\n' >in
@@ -35,8 +36,8 @@ truncate -s 100G huge
 traced=$'[install::cpputil::InputFileParser] 4  line=a = 1\n'
 if [ -n "$windows" ]; then nosuch="The system cannot find the file specified."; else nosuch="No such file or directory"; fi
 
-row 2 "" "$(e "not a version number: '1.99999999999'")"$'\n' "" compare 1.99999999999 1
-row 2 "" "$(e "not a version number: '1.x'")"$'\n' "" compare 1.x 2.y
+refused "not a version number: '1.99999999999'" compare 1.99999999999 1
+refused "not a version number: '1.x'" compare 1.x 2.y
 # The anchor, a file or a folder, beside the root, which need not exist; not in the root.
 row 0 $'false\n' "" "" sandbox --root plain/root
 row 0 $'true\n' "" "" sandbox --root sandboxed//root//
@@ -57,16 +58,16 @@ key=\'i3\' value=\'-\' rule=\'intval\'\nkey=\'s1\' value=\'B\' rule=\'strval:a,b
 row 0 "" "" $'(T) 1st\n(T) 2nd\n(T) Content of the file side\nline one\nline two\nEnd of the file side\n' \
   log --to log --file side 1st 2nd
 row 0 "" "" $'(T) --trace\n' log --to log -- --trace
-row 2 "" "$(e "none.txt: $nosuch")"$'\n' "" parse none.txt
-row 2 "" "$(e ".: is a folder, not a file")"$'\n' "" parse .
-row 2 "" "$(e "no: $nosuch")"$'\n' "" log --to log --file no x
-row 2 "" "$(e "huge: larger than 256 MiB, too large to copy into the log")"$'\n' "" log --to log --file huge x
-row 2 "" "$(e 'Install Logger: Cannot open file ""')"$'\n' "" log --to "" x
+refused "none.txt: $nosuch" parse none.txt
+refused ".: is a folder, not a file" parse .
+refused "no: $nosuch" log --to log --file no x
+refused "huge: larger than 256 MiB, too large to copy into the log" log --to log --file huge x
+refused 'Install Logger: Cannot open file ""' log --to "" x
 row 0 $'a = 1\n' "$traced" "" --trace 012 parse in
 row 0 $'a = 1\n' "$traced" "" parse in --trace 0x0C
-row 2 "" "$(e "not a trace mask: '+4'")"$'\n' "" --trace +4 locale
-row 2 "" "$(e "unknown command 'bogus' (see --help)")"$'\n' "" bogus
-row 2 "" "$(e "FILE is required (see --help)")"$'\n' "" parse
+refused "not a trace mask: '+4'" --trace +4 locale
+refused "unknown command 'bogus' (see --help)" bogus
+refused "FILE is required (see --help)" parse
 # Kept lines trimmed and traced, comments and blank lines dropped, the byte-order mark kept.
 printf '\xEF\xBB\xBFKey=1\r\n# k=2\r\n\n\t product.Alpha_Tools \r\nplatform.x_1' >bom
 t='[install::cpputil::InputFileParser] 4  line='
@@ -96,15 +97,15 @@ unset INSTALL_CPPUTIL_TRACE
 if [ -z "$windows" ]; then # users, pipes from <(...) and FIFOs are POSIX's
   row 0 $'a = 1\n' "" "" parse <(printf 'a = 1\n')
   mkfifo fifo
-  row 2 "" "$(e "fifo: is a named pipe, not a file")"$'\n' "" check fifo --rules rules
-  row 2 "" "$(e "fifo: is a named pipe, not a file")"$'\n' "" check in --rules fifo
-  row 2 "" "$(e "fifo: is a pipe, not a file")"$'\n' "" log --to fifo x
-  row 2 "" "$(e "fifo: is a pipe, not a file")"$'\n' "" log --to log --file fifo x
+  refused "fifo: is a named pipe, not a file" check fifo --rules rules
+  refused "fifo: is a named pipe, not a file" check in --rules fifo
+  refused "fifo: is a pipe, not a file" log --to fifo x
+  refused "fifo: is a pipe, not a file" log --to log --file fifo x
   # A mode 000 file keeps out anyone but root: as root, the tool runs as nobody.
   cp in locked && chmod 000 locked
   [ "$(id -u)" -ne 0 ] || run=(setpriv --reuid=nobody --regid=nogroup --clear-groups)
-  row 2 "" "$(e "locked: Permission denied")"$'\n' "" check locked --rules rules
-  row 2 "" "$(e "locked: Permission denied")"$'\n' "" check in --rules locked
+  refused "locked: Permission denied" check locked --rules rules
+  refused "locked: Permission denied" check in --rules locked
   run=()
 fi
 
