@@ -19,21 +19,17 @@ namespace {
 
 int failures = 0;
 
-void check(bool ok, char const* what) {
-  if (!ok) {
-    std::fprintf(stderr, "FAILED: %s\n", what);
-    ++failures;
-  }
-}
+// Each failed condition, as it is written here.
+#define CHECK(condition) \
+  static_cast<void>((condition) || (std::fprintf(stderr, "FAILED: %s\n", #condition), ++failures))
 
 // Orders by length first; the library's comparison breaks ties.
 class LengthComparator : public lib::VersionComparator {
  public:
   int compareVersionNumbers(lib::ustring const& first, lib::ustring const& second) const override {
-    if (first.size() != second.size()) {
-      return first.size() < second.size() ? -1 : 1;
-    }
-    return VersionComparator::compareVersionNumbers(first, second);
+    return first.size() == second.size()  ? VersionComparator::compareVersionNumbers(first, second)
+           : first.size() < second.size() ? -1
+                                          : 1;
   }
 };
 
@@ -42,10 +38,7 @@ class FixedDetector : public lib::SandboxWorkflowDetector {
  public:
   explicit FixedDetector(int answer) : answer_(answer) {}
   bool isSandboxPathExist() const override {
-    if (answer_ < 0) {
-      throw std::runtime_error("no root");
-    }
-    return answer_ > 0;
+    return answer_ < 0 ? throw std::runtime_error("no root") : answer_ > 0;
   }
 
  private:
@@ -69,31 +62,25 @@ int main() {
   LengthComparator const length;
   lib::VersionComparator const plain;
   lib::VersionComparator const& base = length;
-  check(base.compareVersionNumbers(u"9.0", u"10") == 1, "override through a base reference");
-  check(plain.compareVersionNumbers(u"9.0", u"10") == -1, "the library's own comparison");
-  check(base.compareVersionNumbers(u"1.8", u"1.9") == -1, "the library's, from the override");
-  check(dynamic_cast<LengthComparator const*>(&base) != nullptr, "comparator's type");
-  check(typeid(plain) == typeid(lib::VersionComparator), "typeid of library comparator");
+  CHECK(base.compareVersionNumbers(u"9.0", u"10") == 1);  // the override, through the base
+  CHECK(base.compareVersionNumbers(u"1.8", u"1.9") == -1);
+  CHECK(plain.compareVersionNumbers(u"9.0", u"10") == -1);
+  CHECK(dynamic_cast<LengthComparator const*>(&base) != nullptr);
+  CHECK(typeid(plain) == typeid(lib::VersionComparator));
   for (int const answer : {1, 0, -1}) {
     // Ended through the library's virtual destructor.
     std::unique_ptr<lib::SandboxWorkflowDetector> const detector =
         std::make_unique<FixedDetector>(answer);
-    check(detector->isSandboxWorkflow() == (answer == 1), "isSandboxWorkflow calls the override");
-    check(dynamic_cast<FixedDetector const*>(detector.get()) != nullptr, "detector's type");
+    CHECK(detector->isSandboxWorkflow() == (answer == 1));
+    CHECK(dynamic_cast<FixedDetector const*>(detector.get()) != nullptr);
   }
-
-  check(caught<lib::InstallerException>(
-            [] { throw lib::InstallerException("7", "primary", "second", "main"); }) == "second",
-        "InstallerException by its own type");
-  check(caught<std::runtime_error>([] { throw lib::InstallerException("message"); }) == "message",
-        "InstallerException as runtime_error");
+  CHECK(caught<lib::InstallerException>(
+            [] { throw lib::InstallerException("7", "primary", "second", "main"); }) == "second");
+  CHECK(caught<std::runtime_error>([] { throw lib::InstallerException("message"); }) == "message");
   lib::interrupt::set();
-  check(caught<lib::interrupt::Exception>([] { lib::interrupt::throw_if_set("boundary"); }) ==
-            "Interrupted. boundary",
-        "interrupt::Exception by its own type");
-  check(caught<std::runtime_error>([] { lib::interrupt::throw_if_set(""); }) == "Interrupted.",
-        "interrupt::Exception as runtime_error");
-
+  CHECK(caught<lib::interrupt::Exception>([] { lib::interrupt::throw_if_set("boundary"); }) ==
+        "Interrupted. boundary");
+  CHECK(caught<std::runtime_error>([] { lib::interrupt::throw_if_set(""); }) == "Interrupted.");
   std::printf("boundary: %s\n", failures == 0 ? "all caught by their own type" : "FAILED");
   return failures == 0 ? 0 : 1;
 }
