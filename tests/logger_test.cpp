@@ -1,5 +1,6 @@
 // The installation log: destinations set, replaced and refused; records written whole or
-// dropped on a hostile machine; and other writers, threads and processes.
+// dropped on a hostile machine; and threads appending at once. (Processes appending at once
+// are the tool's test.)
 #include "install/cpputil/logger.hpp"
 
 #include <algorithm>
@@ -16,11 +17,8 @@
 #include <thread>
 
 #if !defined(_WIN32)
-#include <fcntl.h>
-#include <sys/file.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
 #include <unistd.h>
 #endif
 
@@ -345,41 +343,6 @@ TEST_F(LoggerTest, ARecordIsWholeOrDroppedAndTraced) {
     }
   }
 }
-
-#if !defined(_WIN32)  // Windows has no fork
-// Every appender takes the log's lock, across processes: while another holds it nothing is
-// written. Once it is let go, processes appending at once across a change of the second write
-// whole records, each process's in order, with stamps never back along the file.
-TEST_F(LoggerTest, ProcessesTakeTheLogsLockAndKeepStampsInOrder) {
-  write_file("shared.log", "");
-  int const held = ::open("shared.log", O_RDONLY);  // NOLINT(cppcoreguidelines-pro-type-vararg)
-  ASSERT_EQ(::flock(held, LOCK_EX), 0);
-  std::vector<pid_t> children;
-  for (int p = 0; p < 4; ++p) {
-    if (pid_t const pid = ::fork(); pid != 0) {
-      children.push_back(pid);
-      continue;
-    }
-    ::close(held);  // the lock belongs to the parent's descriptor, which a child shares
-    Logger const l("shared.log"s);
-    for (std::time_t const start = std::time(nullptr); std::time(nullptr) < start + 2;) {
-      logger::append_message(std::to_string(p));
-    }
-    ::_exit(0);
-  }
-  std::this_thread::sleep_for(std::chrono::milliseconds(300));  // the children wait by then
-  EXPECT_EQ(read_file("shared.log"), "");
-  ::close(held);
-  for (pid_t const child : children) {
-    int status = -1;
-    ::waitpid(child, &status, 0);
-    EXPECT_EQ(status, 0);
-  }
-  std::string const bodies = bodies_of("shared.log");
-  EXPECT_EQ(std::set<char>(bodies.begin(), bodies.end()),
-            std::set<char>({'0', '1', '2', '3', '|'}));
-}
-#endif
 
 // Threads append while another keeps replacing the destination and now and then ends every
 // Logger, so that records fall back to the default log: none lost, doubled or torn.

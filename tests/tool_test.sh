@@ -107,6 +107,24 @@ if [ -z "$windows" ]; then # users, pipes from <(...) and FIFOs are POSIX's
   refused "locked: Permission denied" check locked --rules rules
   refused "locked: Permission denied" check in --rules locked
   run=()
+  # Processes appending to one log at once, across a change of the second: every record whole,
+  # stamps never back along the file; and none written while another holds the log's lock.
+  : >shared.log
+  flock shared.log sleep 1 &
+  sleep 0.2
+  for p in 1 2 3 4; do
+    (end=$((SECONDS + 2)) && while [ $SECONDS -lt $end ]; do "$tool" log --to shared.log $p$p; done) &
+  done
+  sleep 0.5
+  [ ! -s shared.log ] || fail "records written while the log's lock was held"
+  wait
+  stamp='\(([0-9]{2}) ([0-9]{2}), ([0-9]{4}) ([0-9:]{8})\) (11|22|33|44)$'
+  months=$(m=0 && for name in Jan Feb Mar Apr May Jun Jul Aug Sep Oct Nov Dec; do
+    printf 's/^\\(%s /(%02d /;' $name $((m += 1))
+  done)
+  sed -E "$months" shared.log >numbered
+  [ "$(grep -cvE "^$stamp" numbered)" -eq 0 ] && [ "$(sort -u <(grep -oE '(.)\1$' numbered) | wc -l)" -eq 4 ] &&
+    sed -E "s/^$stamp/\3 \1 \2 \4/" numbered | sort -c || fail "a torn record, or a stamp back along the file"
 fi
 
 "$tool" demo --dir done --steps 1 --step-ms 0 >stdout 2>&1
