@@ -1,5 +1,4 @@
-// The library's internals: the platform layer and the trace statement, with its channel masks.
-#include <algorithm>
+// The library's internals: the platform layer, and the channel masks read from the environment.
 #include <sstream>
 #include <thread>
 
@@ -23,8 +22,6 @@
 #include "platform/locale.hpp"
 #include "platform/path.hpp"
 #include "support/Scratch.hpp"
-#include "support/TraceCapture.hpp"
-#include "trace/trace.hpp"
 
 namespace install::cpputil {
 namespace {
@@ -217,26 +214,6 @@ TEST(PlatformUtility, UserNameWithoutAnEntryOrWithALongOne) {
   EXPECT_EQ(long_entry, "cpputil-long");
 }
 #endif
-
-// Bits other than 4 and 8 change nothing; a disabled statement evaluates none of its pieces.
-TEST(TraceStatement, MaskBitsSelectSeveritiesAndPiecesJoinWithoutSeparators) {
-  static trace::DiagnosticLogger channel("test::channel");
-  std::string const detail = "4  lead=narrow\xC3\xA9t\xC3\xA9\xF0\x9F\x98\x80truefalse\n";
-  std::pair<std::uint32_t, std::string> const cases[] = {{0, ""},
-                                                         {4, detail},
-                                                         {8, "8 event\n"},
-                                                         {0xFFFFFFF3U, ""},
-                                                         {0xFFFFFFFFU, detail + "8 event\n"}};
-  for (auto const& [mask, expected] : cases) {
-    testing::TraceCapture capture("test::channel", mask);
-    long evaluated = 0;
-    CPPUTIL_TRACE(channel, 4) << " lead=" << std::string("narrow") << u"\u00E9t\u00E9"
-                              << ustring(u"\U0001F600") << true << (++evaluated, false);
-    CPPUTIL_TRACE(channel, 8) << (++evaluated, "event");
-    EXPECT_EQ(capture.take(), expected) << mask;
-    EXPECT_EQ(evaluated, std::count(expected.begin(), expected.end(), '\n')) << mask;
-  }
-}
 
 // Runs as its own CTest entry, with INSTALL_CPPUTIL_TRACE set before the process starts.
 TEST(ChannelMasksFromEnvironment, ItemsApplyInOrderAndBadOnesAreSkipped) {
