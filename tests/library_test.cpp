@@ -145,36 +145,6 @@ TEST(Validate, ArgsStopAtTheFirstViolationInKeyOrder) {
   EXPECT_THROW(validate_args({{"b", "1"}, {"c", "none"}}, rules), std::runtime_error);
 }
 
-// A readable regular file of one byte or more: a FIFO without a writer would block a reader
-// forever, as would a console. The first passes; as nobody, where we are root, so that a mode
-// 000 file keeps us out.
-TEST(Validate, RfileNeedsAReadableRegularFileOfOneByteOrMore) {
-  testing::ScratchDir const scratch;
-  fs::create_directory(scratch / "folder");
-  testing::write_file(scratch / "folder/caf\xC3\xA9", "x");
-  testing::write_file(scratch / "empty", "");
-  std::vector<std::string> paths = {scratch / "folder//caf\xC3\xA9", scratch / "empty", "",
-                                    scratch / "folder", scratch / "missing"};
-#if defined(_WIN32)
-  paths.insert(paths.end(), {"CON", "NUL"});
-#else
-  testing::write_file(scratch / "locked", "x");
-  ::chmod((scratch / "locked").c_str(), 0);
-  ::mkfifo((scratch / "fifo").c_str(), 0666);
-  paths.insert(paths.end(), {scratch / "locked", scratch / "fifo", "/dev/zero"});
-#endif
-  std::string const verdicts = testing::in_child(
-      [&paths] {
-        std::string verdicts;
-        for (auto const& path : paths) {
-          verdicts += validate_rfile(path) ? '1' : '0';
-        }
-        return verdicts;
-      },
-      65534);
-  EXPECT_EQ(verdicts, "1" + std::string(paths.size() - 1, '0'));
-}
-
 // Run by its own CTest entry from a copy of the library, loaded by a relative name or from a
 // folder whose name is not ASCII. Once the working folder of the load is gone, nothing but the
 // library's own location names the root, whose anchor sits beside it.

@@ -55,6 +55,10 @@ i3 = -\nu = abc\n' >in2
 row 1 $'key=\'b2\' value=\'yess\' rule=\'boolval\'\nkey=\'i2\' value=\'2147483648\' rule=\'intval\'
 key=\'i3\' value=\'-\' rule=\'intval\'\nkey=\'s1\' value=\'B\' rule=\'strval:a,b,c\'\n' "" "" \
   check in2 --rules rules2
+# Windows' console and null device are no readable files either, nor waited on.
+printf 'x = rfile\ny = rfile\n' >devices && printf 'x = CON\ny = NUL\n' >names
+row 1 $'key=\'x\' value=\'CON\' rule=\'rfile\'\nkey=\'y\' value=\'NUL\' rule=\'rfile\'\n' "" "" \
+  check names --rules devices
 row 0 "" "" $'(T) 1st\n(T) 2nd\n(T) Content of the file side\nline one\nline two\nEnd of the file side\n' \
   log --to log --file side 1st 2nd
 row 0 "" "" $'(T) --trace\n' log --to log -- --trace
@@ -101,11 +105,17 @@ if [ -z "$windows" ]; then # users, pipes from <(...) and FIFOs are POSIX's
   refused "fifo: is a named pipe, not a file" check in --rules fifo
   refused "fifo: is a pipe, not a file" log --to fifo x
   refused "fifo: is a pipe, not a file" log --to log --file fifo x
-  # A mode 000 file keeps out anyone but root: as root, the tool runs as nobody.
-  cp in locked && chmod 000 locked
+  # A mode 000 file keeps out anyone but root: as root, the tool runs as nobody. A file rule
+  # wants a readable regular file of one byte or more, and never waits on a FIFO or device.
+  cp in locked && chmod 000 locked && : >empty
   [ "$(id -u)" -ne 0 ] || run=(setpriv --reuid=nobody --regid=nogroup --clear-groups)
   refused "locked: Permission denied" check locked --rules rules
   refused "locked: Permission denied" check in --rules locked
+  printf '%s = rfile\n' a b c d e f g h >files
+  printf 'a = folder//../in\nb = empty\nc = folder\nd = missing\ne = locked\nf = fifo\ng = /dev/zero\nh =\n' >paths
+  row 1 "$(for k in b:empty c:folder d:missing e:locked f:fifo g:/dev/zero h:; do
+    printf "key='%s' value='%s' rule='rfile'\n" "${k%%:*}" "${k#*:}"
+  done)"$'\n' "" "" check paths --rules files
   run=()
   # Processes appending to one log at once, across a change of the second: every record whole,
   # stamps never back along the file; and none written while another holds the log's lock.
