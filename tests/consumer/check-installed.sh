@@ -3,7 +3,7 @@
 # headers, exports and the tool. Usage: check-installed.sh PREFIX, or PREFIX windows for a
 # MinGW-w64 tree under Wine (INSTALL_CPPUTIL_MINGW_CACHE names its dependency cache, as for the
 # build), or debian DIR to install the Debian packages from DIR as root (or with sudo), check
-# /usr and purge them, restoring the machine's package set, also after a failure.
+# /usr and purge them.
 set -euo pipefail
 repo=$(cd "$(dirname "$0")/../.." && pwd)
 work=$(mktemp -d)
@@ -13,20 +13,7 @@ sudo=()
 if [ "$1" = debian ]; then
   packages=(libinstall-cpputil1 libinstall-cpputil-dev install-cpputil)
   [ "$(id -u)" -eq 0 ] || sudo=(sudo)
-  state() { dpkg-query -W -f='${binary:Package} ${db:Status-Status}\n' | grep -v ' not-installed$' | sort; }
-  before=$(state)
-  restore() {
-    local status=$?
-    rm -rf "$work"
-    "${sudo[@]}" dpkg --purge "${packages[@]}" >/dev/null 2>&1 || true
-    mapfile -t added < <(comm -13 <(echo "$before") <(state) | cut -d' ' -f1)
-    [ ${#added[@]} -eq 0 ] || "${sudo[@]}" apt-get purge -y -qq "${added[@]}" >/dev/null
-    [ "$(state)" = "$before" ] || { echo "the package set differs from before"; status=1; }
-    exit "$status"
-  }
-  trap restore EXIT
-  ! grep -qE "^($(IFS='|'; echo "${packages[*]}"))[: ]" <<<"$before" || { echo "remove the packages first"; exit 1; }
-  echo "-- apt-get install the packages in $2"
+  trap '"${sudo[@]}" dpkg --purge "${packages[@]}" >/dev/null 2>&1; rm -rf "$work"' EXIT
   DEBIAN_FRONTEND=noninteractive "${sudo[@]}" apt-get install -y -qq --no-install-recommends \
     "$(cd "$2" && pwd)"/{libinstall-cpputil1,libinstall-cpputil-dev,install-cpputil}_*.deb >/dev/null
   grep -q 'libinstall_cpputil.so.1 ' <<<"$(ldconfig -p)"
