@@ -28,8 +28,6 @@ refused() { row 2 "" "install-cpputil: $1"$'\n' "" "${@:2}"; }
 mkdir -p plain/root/qx_anchor sandboxed/root folder/qx_anchor
 printf 'a = 1\n' >in
 : >sandboxed/qx_anchor
-printf 'port = intval\nmode = strval:typical,custom\nreboot = boolval\nlicense = rfile\n' >rules
-printf 'port = abc\nmode = fast\nreboot = yes\nlicense = none.txt\n' >bad
 printf 'line one\nline two' >side
 printf 'Name = V"\r\nproduct.Alpha_Tools\nproduct.Beta\ncaf\xC3\xA9 = cr\xC3\xA8me\n' >json
 truncate -s 100G huge
@@ -44,17 +42,16 @@ row 0 $'true\n' "" "" sandbox --root sandboxed//root//
 row 0 $'true\n' "" "" sandbox --root folder/gone
 row 0 $'{\n  "caf\xC3\xA9": "cr\xC3\xA8me",\n  "name": "V\\"",\n  "product": [\n    "Alpha Tools",\n    "Beta"\n  ]\n}\n' \
   "" "" parse json --json
-row 1 $'key=\'license\' value=\'none.txt\' rule=\'rfile\'\nkey=\'mode\' value=\'fast\' rule=\'strval:typical,custom\'\nkey=\'port\' value=\'abc\' rule=\'intval\'\n' \
+# Every rule; "check" prints each violation, in key order, and a failed file rule logs two lines.
+printf 's1 = strval:a,b,c\ns2 = strval:,a\ns3 = strval:a:b\ns4 = strval\nb1 = boolval\nb2 = boolval
+i1 = intval:1-10\ni2 = intval\ni3 = intval\nu = StrVal:a\nf = rfile\n' >rules
+printf 's1 = B\ns2 =\ns3 = a:b\ns4 = strval\nb1 = tRuE\nb2 = yess\ni1 = \t+7x\ni2 = 2147483648
+i3 = -\nu = abc\nf = none.txt\n' >bad
+row 1 $'key=\'b2\' value=\'yess\' rule=\'boolval\'\nkey=\'f\' value=\'none.txt\' rule=\'rfile\'
+key=\'i2\' value=\'2147483648\' rule=\'intval\'\nkey=\'i3\' value=\'-\' rule=\'intval\'
+key=\'s1\' value=\'B\' rule=\'strval:a,b,c\'\n' \
   "" $'(T) Error reading file none.txt\n(T) File \'none.txt\' does not exist or it\'s empty\n' \
   check bad --rules rules --log log
-# Every rule; "check" prints each violation, in key order.
-printf 's1 = strval:a,b,c\ns2 = strval:,a\ns3 = strval:a:b\ns4 = strval\nb1 = boolval\nb2 = boolval
-i1 = intval:1-10\ni2 = intval\ni3 = intval\nu = StrVal:a\n' >rules2
-printf 's1 = B\ns2 =\ns3 = a:b\ns4 = strval\nb1 = tRuE\nb2 = yess\ni1 = \t+7x\ni2 = 2147483648
-i3 = -\nu = abc\n' >in2
-row 1 $'key=\'b2\' value=\'yess\' rule=\'boolval\'\nkey=\'i2\' value=\'2147483648\' rule=\'intval\'
-key=\'i3\' value=\'-\' rule=\'intval\'\nkey=\'s1\' value=\'B\' rule=\'strval:a,b,c\'\n' "" "" \
-  check in2 --rules rules2
 # Windows' console and null device are no readable files either, nor waited on.
 printf 'x = rfile\ny = rfile\n' >devices && printf 'x = CON\ny = NUL\n' >names
 row 1 $'key=\'x\' value=\'CON\' rule=\'rfile\'\nkey=\'y\' value=\'NUL\' rule=\'rfile\'\n' "" "" \
