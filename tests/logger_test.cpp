@@ -242,23 +242,6 @@ TEST_F(LoggerTest, AppendFileFramesTheWholeFileOrRefusesBeforeWriting) {
             "\xC2\xA9\n\xEF\xBF\xBD\nb\nEnd of the file side file\n");
 }
 
-#if defined(_WIN32)
-// Run by its own CTest entry under a file-size limit of 4 KiB, which Wine's host sets: a write
-// cut short is taken back, so the record is dropped whole and traced.
-TEST_F(LoggerTest, RecordCutShortIsTakenBack) {
-  if (std::getenv("CPPUTIL_TEST_FILE_SIZE_LIMIT") == nullptr) {  // NOLINT(concurrency-mt-unsafe)
-    GTEST_SKIP() << "needs a file-size limit of 4 KiB";
-  }
-  {
-    Logger const l("limited.log");
-    for (std::string const& message : {"small"s, std::string(10000, 'x'), "after"s}) {
-      logger::append_message(message);
-    }
-  }
-  EXPECT_EQ(bodies_of("limited.log") + " / " + lost(), "small|after / xxxxxxxxxxxx");
-}
-#endif
-
 // What is done to the log or its place once the destination (if any) is set, in a child whose
 // working and temporary folder is its own; then "<log bodies> / <lost bodies>" as it sees
 // them. A record written through a planted link, or a folder made, would show there.
