@@ -6,7 +6,6 @@
 #include <csignal>
 #include <fstream>
 
-#include <fcntl.h>
 #include <sched.h>
 #include <sys/mount.h>
 #include <unistd.h>
@@ -116,8 +115,8 @@ TEST(FileSystem, TempDirectoryAsTheEnvironmentNamesIt) {
 }
 
 // Lines as std::getline splits them, also where they outgrow the reader's buffer or end on its
-// edge; and what opens where, never inherited by a child process.
-TEST(FileSystem, FilesOpenCloseOnExecAndSplitIntoLinesAsGetline) {
+// edge; and what opens where.
+TEST(FileSystem, FilesOpenAndSplitIntoLinesAsGetline) {
   ScratchDir const dir;
   std::string const chunk(16 * 1024, 'c');
   for (std::string const& content :
@@ -136,16 +135,6 @@ TEST(FileSystem, FilesOpenCloseOnExecAndSplitIntoLinesAsGetline) {
   EXPECT_FALSE(platform::File::open_append(with_nul).is_open());
   EXPECT_FALSE(platform::File::open_read(u16(dir.path().u8string())).is_open());
   EXPECT_THROW(platform::create_directories(Path()), std::system_error);
-#if !defined(_WIN32)
-  auto const read = platform::File::open_read(u16(dir / "lines"));
-  auto const appended = platform::File::open_append(u16(dir / "lines"));
-  for (auto const& entry : fs::directory_iterator("/proc/self/fd")) {
-    std::error_code ignored;
-    if (fs::read_symlink(entry.path(), ignored) == dir.path() / "lines") {
-      EXPECT_NE(::fcntl(std::stoi(entry.path().filename()), F_GETFD) & FD_CLOEXEC, 0);
-    }
-  }
-#endif
 }
 
 #if !defined(_WIN32)

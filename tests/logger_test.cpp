@@ -281,9 +281,6 @@ TEST_F(LoggerTest, ARecordIsWholeOrDroppedAndTraced) {
      all_kept},
 #endif
     {"folder removed", "gone/x.log", [](auto const&) { fs::remove_all("gone"); }, all_lost},
-    {"own default log, extended", "",
-     [](auto const& log) { write_file(log, "(Jan 01, 2026 00:00:00) kept\n"); },
-     "kept|" + all_kept},
     {"symbolic link at the default log", "",
      [](auto const& log) {
        write_file("victim", "");

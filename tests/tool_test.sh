@@ -1,9 +1,9 @@
 #!/usr/bin/env bash
 # install-cpputil run as a process: each row's exit status, standard output, standard error and
-# the log it leaves; then the demo, run to its end and stopped by signals.
-# Usage: tool_test.sh TOOL [windows] (TOOL is a command; under Wine, the one that runs it there)
+# the log it leaves; the demo, run to its end and stopped by signals; and the README's examples.
+# Usage: tool_test.sh TOOL REPO [windows] (TOOL is a command; under Wine, one that runs it there)
 set -uo pipefail
-tool=$1 windows=${2:-}
+tool=$1 repo=$2 windows=${3:-}
 work=$(mktemp -d)
 trap 'chmod -R u+rwx "$work"; rm -rf "$work"' EXIT
 cd "$work" && chmod 755 .
@@ -157,5 +157,31 @@ for signal in "${signals[@]}"; do
   [ "$status" -eq "$(($(kill -l "$signal") + 128))" ] && [[ $log == *") Interrupted."* ]] &&
     [[ $log != *"Setup finished."* ]] || fail "SIG$signal: status $status, log:" "$log"
 done
-echo "tool rows and demo checked, $failures failed"
+# Each "$ install-cpputil ..." line of the README's console blocks, run from the repository root,
+# prints the lines shown under it; each line of its C++ excerpt stands in the example project
+# that CI builds, compared without comments and white space, so that the formatter may wrap it.
+cd "$repo"
+block="" command="" expected="" ran=0
+check() {
+  [ -n "$command" ] || return 0
+  ran=$((ran + 1)) actual=$("$tool" ${command#install-cpputil } 2>&1)
+  [ "$actual" = "$expected" ] || fail "README differs: $command" "--- shown" "$expected" "--- actual" "$actual"
+  command="" expected=""
+}
+squeeze() { sed -e 's|//.*$||' | tr -d '[:space:]'; }
+project=$(squeeze <examples/consumer/main.cpp)
+while IFS= read -r line; do
+  case "$block|$line" in
+    '|```console' | '|```cpp') block=${line#\`\`\`} ;;
+    *'|```') check && block="" ;;
+    'console|$ '*) check && command=${line#'$ '} ;;
+    console\|*) expected+=${expected:+$'\n'}$line ;;
+    cpp\|*)
+      code=$(squeeze <<<"$line")
+      [ -z "$code" ] || [[ $project == *"$code"* ]] || fail "README C++ line not in the example: $code"
+      ;;
+  esac
+done <README.md
+[ "$ran" -gt 0 ] || fail "no README command found"
+echo "tool rows, demo and $ran README commands checked, $failures failed"
 [ "$failures" -eq 0 ]

@@ -1,7 +1,6 @@
 // Version comparison read literally: std::istringstream pieces and std::stoi on each. The fuzz
 // target checks the library against it; the benchmark sets it beside the library.
-#ifndef INSTALL_CPPUTIL_TESTS_LITERALVERSION_HPP
-#define INSTALL_CPPUTIL_TESTS_LITERALVERSION_HPP
+#pragma once
 
 #include <algorithm>
 #include <sstream>
@@ -35,5 +34,3 @@ inline int literal_compare(ustring const& first, ustring const& second) {
 }
 
 }  // namespace install::cpputil::test
-
-#endif  // INSTALL_CPPUTIL_TESTS_LITERALVERSION_HPP

@@ -1,6 +1,5 @@
 // Process-state helpers for tests. Path texts are UTF-8 on every system.
-#ifndef INSTALL_CPPUTIL_TESTS_SUPPORT_SCRATCH_HPP
-#define INSTALL_CPPUTIL_TESTS_SUPPORT_SCRATCH_HPP
+#pragma once
 
 #include <filesystem>
 #include <functional>
@@ -55,5 +54,3 @@ std::string read_file(std::string const& path);
 void write_file(std::string const& path, std::string const& content);
 
 }  // namespace install::cpputil::testing
-
-#endif  // INSTALL_CPPUTIL_TESTS_SUPPORT_SCRATCH_HPP

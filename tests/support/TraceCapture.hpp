@@ -1,7 +1,6 @@
 // A Boost.Log sink of the test's own that keeps the records of one channel, whose mask it sets
 // for its lifetime.
-#ifndef INSTALL_CPPUTIL_TESTS_SUPPORT_TRACECAPTURE_HPP
-#define INSTALL_CPPUTIL_TESTS_SUPPORT_TRACECAPTURE_HPP
+#pragma once
 
 #include <cstdint>
 #include <memory>
@@ -25,5 +24,3 @@ class TraceCapture {
 };
 
 }  // namespace install::cpputil::testing
-
-#endif  // INSTALL_CPPUTIL_TESTS_SUPPORT_TRACECAPTURE_HPP
