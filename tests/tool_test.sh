@@ -56,6 +56,7 @@ key=\'s1\' value=\'B\' rule=\'strval:a,b,c\'\n' \
 printf 'x = rfile\ny = rfile\n' >devices && printf 'x = CON\ny = NUL\n' >names
 row 1 $'key=\'x\' value=\'CON\' rule=\'rfile\'\nkey=\'y\' value=\'NUL\' rule=\'rfile\'\n' "" "" \
   check names --rules devices
+[ -s "zembrak_$(id -un).log" ] || fail "without --log, no default log zembrak_$(id -un).log"
 row 0 "" "" $'(T) 1st\n(T) 2nd\n(T) Content of the file side\nline one\nline two\nEnd of the file side\n' \
   log --to log --file side 1st 2nd
 row 0 "" "" $'(T) --trace\n' log --to log -- --trace

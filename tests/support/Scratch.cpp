@@ -7,11 +7,8 @@
 
 #include <gtest/gtest.h>
 
-#if defined(_WIN32)
-#include <windows.h>
-#else
+#if !defined(_WIN32)
 #include <grp.h>
-#include <pwd.h>
 #include <sys/wait.h>
 #include <unistd.h>
 #endif
@@ -50,17 +47,6 @@ ScratchDir::ScratchDir() {
 ScratchDir::~ScratchDir() {
   std::error_code ignored;
   fs::remove_all(path_, ignored);
-}
-
-std::string user_name() {
-#if defined(_WIN32)
-  wchar_t name[257] = {};
-  DWORD size = sizeof name / sizeof name[0];
-  return ::GetUserNameW(name, &size) != 0 ? fs::path(name).u8string() : std::string();
-#else
-  passwd const* entry = ::getpwuid(::geteuid());  // NOLINT(concurrency-mt-unsafe)
-  return entry != nullptr ? entry->pw_name : "";
-#endif
 }
 
 namespace {

@@ -45,7 +45,6 @@ class ScratchDir {
   std::filesystem::path path_;
 };
 
-std::string user_name();
 /// What `body` returns, run in a child process (as user `uid` when that is not -1 and we are
 /// root) under a watchdog; a child that fails fails the test. Windows has no fork: runs here.
 std::string in_child(std::function<std::string()> const& body, int uid = -1);
