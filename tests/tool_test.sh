@@ -28,7 +28,7 @@ refused() { row 2 "" "install-cpputil: $1"$'\n' "" "${@:2}"; }
 mkdir -p plain/root/qx_anchor sandboxed/root folder/qx_anchor
 printf 'a = 1\n' >in
 : >sandboxed/qx_anchor
-printf 'line one\nline two' >side
+printf 'line one\nline two' >side && : >empty
 printf 'Name = V"\r\nproduct.Alpha_Tools\nproduct.Beta\ncaf\xC3\xA9 = cr\xC3\xA8me\n' >json
 truncate -s 100G huge
 traced=$'[install::cpputil::InputFileParser] 4  line=a = 1\n'
@@ -57,8 +57,8 @@ printf 'x = rfile\ny = rfile\n' >devices && printf 'x = CON\ny = NUL\n' >names
 row 1 $'key=\'x\' value=\'CON\' rule=\'rfile\'\nkey=\'y\' value=\'NUL\' rule=\'rfile\'\n' "" "" \
   check names --rules devices
 [ -s "zembrak_$(id -un).log" ] || fail "without --log, no default log zembrak_$(id -un).log"
-row 0 "" "" $'(T) 1st\n(T) 2nd\n(T) Content of the file side\nline one\nline two\nEnd of the file side\n' \
-  log --to log --file side 1st 2nd
+row 0 "" "" $'(T) 1st\n(T) 2nd\n(T) Content of the file side\nline one\nline two\nEnd of the file side
+(T) Content of the file empty\nEnd of the file empty\n' log --to log --file side --file empty 1st 2nd
 row 0 "" "" $'(T) --trace\n' log --to log -- --trace
 # A record cut short by a file-size limit (Wine's host sets it, Windows has none) is taken back
 # whole, and its drop traced.
