@@ -113,13 +113,15 @@ TEST(InputFileParser, MissingFileThrowsAndAnUnreadableOneReadsAsEmpty) {
   }
   EXPECT_EQ(parser.getUserInputsFromFile(utf8_to_ustring(dir.path().u8string())), "");
   EXPECT_EQ(capture.take(), "");
-#if !defined(_WIN32)  // as nobody, where we are root, so that a mode 000 file keeps us out
+#if !defined(_WIN32)  // as nobody where we are root, so that a mode 000 file keeps us out; by a
+                      // relative path, should nobody not pass the folders above
   testing::write_file(dir / "input.txt", "a=1\n");
   ::chmod((dir / "input.txt").c_str(), 0);
-  EXPECT_EQ(
-      testing::in_child(
-          [&] { return parser.getUserInputsFromFile(utf8_to_ustring(dir / "input.txt")); }, 65534),
-      "");
+  fs::path const saved = fs::current_path();
+  fs::current_path(dir.path());
+  EXPECT_EQ(testing::in_child([&] { return parser.getUserInputsFromFile(u"input.txt"); }, 65534),
+            "");
+  fs::current_path(saved);
 #endif
 }
 
