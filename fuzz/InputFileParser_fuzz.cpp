@@ -23,8 +23,7 @@ constexpr std::string_view kWhitespace = " \t\n\v\f\r";
 constexpr std::array<std::string_view, 2> kListKeys{"product", "platform"};
 
 std::string ltrim(std::string const& text) {
-  std::size_t const first = text.find_first_not_of(kWhitespace);
-  return first == std::string::npos ? std::string() : text.substr(first);
+  return text.substr(std::min(text.find_first_not_of(kWhitespace), text.size()));
 }
 
 std::string rtrim(std::string const& text) {
@@ -34,9 +33,8 @@ std::string rtrim(std::string const& text) {
 std::string trim(std::string const& text) { return rtrim(ltrim(text)); }
 
 std::string lower(std::string text) {
-  for (char& byte : text) {
-    byte = static_cast<char>(std::tolower(static_cast<unsigned char>(byte)));
-  }
+  std::transform(text.begin(), text.end(), text.begin(),
+                 [](unsigned char byte) { return static_cast<char>(std::tolower(byte)); });
   return text;
 }
 
