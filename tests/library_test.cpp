@@ -14,7 +14,6 @@
 #include <gtest/gtest.h>
 
 #include "install/cpputil/InputFileParser.hpp"
-#include "install/cpputil/InstallerException.hpp"
 #include "install/cpputil/SandboxWorkflowDetector.hpp"
 #include "install/cpputil/interrupt.hpp"
 #include "install/cpputil/logger.hpp"
@@ -29,22 +28,6 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr char const* kPause = "CPPUTIL_TEST_PAUSE";
-
-TEST(InstallerException, CarriesItsFourTextsAndJoinsLocations) {
-  // what(), then the four getters, joined by '|'.
-  auto const texts = [](InstallerException const& error) {
-    return std::string(error.what()) + "|" + error.getErrorCode() + "|" +
-           error.getPrimaryErrorMessage() + "|" + error.getSecondaryErrorMessage() + "|" +
-           error.getLocation();
-  };
-  EXPECT_EQ(texts(InstallerException("only")), "only|||only|");
-  EXPECT_EQ(texts(InstallerException("code", "primary", "secondary", "here")),
-            "secondary|code|primary|secondary|here");
-  // Never a name joined to itself.
-  EXPECT_EQ(createLocation("module", "") + " " + createLocation("same", "same"), "module same");
-  EXPECT_EQ(createLocation("", "second") + " " + createLocation("Name", "name"),
-            "::second Name::name");
-}
 
 // The exception's what() ("" when nothing was thrown), '|', then the records made.
 template <typename Call>

@@ -1,7 +1,7 @@
-// Links nothing but the library: throws InstallerException from this binary and catches both
-// exception types by their own type and as std::runtime_error; derives from the two query
-// classes and dispatches through the library's vtables and typeinfo. An exception that finds
-// no handler ends the program, which fails the test.
+// Links nothing but the library: throws InstallerException from this binary, reads its texts,
+// and catches both exception types by their own type and as std::runtime_error; derives from
+// the two query classes and dispatches through the library's vtables and typeinfo. An exception
+// that finds no handler ends the program, which fails the test.
 #include <cstdio>
 #include <memory>
 #include <stdexcept>
@@ -77,6 +77,16 @@ int main() {
   CHECK(caught<lib::InstallerException>(
             [] { throw lib::InstallerException("7", "primary", "second", "main"); }) == "second");
   CHECK(caught<std::runtime_error>([] { throw lib::InstallerException("message"); }) == "message");
+  lib::InstallerException const four("7", "primary", "second", "main");
+  lib::InstallerException const one("only");
+  CHECK(four.getErrorCode() + four.getPrimaryErrorMessage() + four.getSecondaryErrorMessage() +
+            four.getLocation() + "|" + one.getErrorCode() + one.getPrimaryErrorMessage() + "|" +
+            one.getSecondaryErrorMessage() + one.getLocation() ==
+        "7primarysecondmain||only");
+  // Never a name joined to itself.
+  CHECK(lib::createLocation("module", "") + " " + lib::createLocation("same", "same") + " " +
+            lib::createLocation("", "second") + " " + lib::createLocation("Name", "name") ==
+        "module same ::second Name::name");
   lib::interrupt::set();
   CHECK(caught<lib::interrupt::Exception>([] { lib::interrupt::throw_if_set("boundary"); }) ==
         "Interrupted. boundary");
