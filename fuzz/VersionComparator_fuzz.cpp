@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <stdexcept>
 #include <string>
+#include <typeinfo>
 #include <utility>
 
 #include "install/cpputil/VersionComparator.hpp"
@@ -20,10 +21,8 @@ template <typename Compare>
 std::string outcome(Compare const& compare) {
   try {
     return std::to_string(compare());
-  } catch (std::out_of_range const& error) {
-    return std::string("out_of_range:") + error.what();
-  } catch (std::invalid_argument const& error) {
-    return std::string("invalid_argument:") + error.what();
+  } catch (std::logic_error const& error) {  // std::stoi's out_of_range or invalid_argument
+    return typeid(error).name() + std::string(":") + error.what();
   }
 }
 

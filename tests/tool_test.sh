@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # install-cpputil run as a process: each row's exit status, standard output, standard error and
-# the log it leaves; the demo, run to its end and stopped by signals; and the README's examples.
+# the log it leaves; the demo stopped by signals; and the README's examples.
 # Usage: tool_test.sh TOOL REPO [windows] (TOOL is a command; under Wine, one that runs it there)
 set -uo pipefail
 tool=$1 repo=$2 windows=${3:-}
@@ -140,11 +140,8 @@ if [ -z "$windows" ]; then # users, pipes from <(...) and FIFOs are POSIX's
     sed -E "s/^$stamp/\3 \1 \2 \4/" numbered | sort -c || fail "a torn record, or a stamp back along the file"
 fi
 
-"$tool" demo --dir done --steps 1 --step-ms 0 >stdout 2>&1
-grep -q 'Installation log: done/install.log' stdout &&
-  tr '\n' '~' <done/install.log | grep -qE '\) Setup begun\.~.*End of the file .*\) Setup finished\.~$' ||
-  fail "demo did not run to its end: $(cat stdout done/install.log)"
-# Stopped as a user's Ctrl-C or a service manager would, once the work has begun.
+# The demo stopped as a user's Ctrl-C or a service manager would, once the work has begun (the
+# installed package's check runs it to its end).
 signals=(INT TERM) && [ -z "$windows" ] || signals=(INT)
 for signal in "${signals[@]}"; do
   set -m # a job of its own, which does not ignore SIGINT
