@@ -65,7 +65,7 @@ row 0 "" "" $'(T) --trace\n' log --to log -- --trace
 # A record cut short by a file-size limit (Wine's host sets it, Windows has none) is taken back
 # whole, and its drop traced.
 lost=$( (ulimit -f 4 && trap '' XFSZ && "$tool" --trace 4 log --to limited.log small \
-  "$(printf '%10000s' | tr ' ' x)" after 2>&1 >/dev/null) | grep -c 'for u8msg (.*) xxxx')
+  "$(printf '%10000s' '' | tr ' ' x)" after 2>&1 >/dev/null) | grep -c 'for u8msg (.*) xxxx')
 [ "$(plain limited.log)|$lost" = $'(T) small\n(T) after\n.|1' ] || fail "a record cut short: $(cat limited.log)"
 refused "none.txt: $nosuch" parse none.txt
 refused ".: is a folder, not a file" parse .
@@ -160,7 +160,7 @@ done
 # Each "$ install-cpputil ..." line of the README's console blocks, run from the repository root,
 # prints the lines shown under it; each line of its C++ excerpt stands in the example project
 # that CI builds, compared without comments and white space, so that the formatter may wrap it.
-cd "$repo"
+cd "$repo" || exit 2
 block="" command="" expected="" ran=0
 check() {
   [ -n "$command" ] || return 0
