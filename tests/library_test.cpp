@@ -2,7 +2,6 @@
 // fuzz targets cannot reach.
 #include <filesystem>
 #include <map>
-#include <vector>
 
 #if !defined(_WIN32)
 #include <sys/stat.h>

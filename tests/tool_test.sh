@@ -112,7 +112,7 @@ if [ -z "$windows" ]; then # users, pipes from <(...) and FIFOs are POSIX's
   refused "fifo: is a pipe, not a file" log --to log --file fifo x
   # A mode 000 file keeps out anyone but root: as root, the tool runs as nobody. A file rule
   # wants a readable regular file of one byte or more, and never waits on a FIFO or device.
-  cp in locked && chmod 000 locked && : >empty
+  cp in locked && chmod 000 locked
   [ "$(id -u)" -ne 0 ] || run=(setpriv --reuid=nobody --regid=nogroup --clear-groups)
   refused "locked: Permission denied" check locked --rules rules
   refused "locked: Permission denied" check in --rules locked
