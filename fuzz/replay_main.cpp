@@ -1,4 +1,4 @@
-// Runs a fuzz target over files and folders of inputs, for builds without libFuzzer.
+// Runs a fuzz target over a folder of inputs, for builds without libFuzzer.
 #include <cstdint>
 #include <cstdio>
 #include <filesystem>
@@ -10,13 +10,11 @@ extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size
 
 int main(int argc, char** argv) {
   int count = 0;
-  for (int i = 1; i < argc; ++i) {
-    for (auto const& entry : std::filesystem::recursive_directory_iterator(argv[i])) {
-      std::ifstream in(entry.path(), std::ios::binary);
-      std::string const bytes((std::istreambuf_iterator<char>(in)), {});
-      LLVMFuzzerTestOneInput(reinterpret_cast<std::uint8_t const*>(bytes.data()), bytes.size());
-      ++count;
-    }
+  for (auto const& entry : std::filesystem::recursive_directory_iterator(argc > 1 ? argv[1] : "")) {
+    std::ifstream in(entry.path(), std::ios::binary);
+    std::string const bytes((std::istreambuf_iterator<char>(in)), {});
+    LLVMFuzzerTestOneInput(reinterpret_cast<std::uint8_t const*>(bytes.data()), bytes.size());
+    ++count;
   }
   std::printf("replayed %d inputs\n", count);
   return count > 0 ? 0 : 1;

@@ -56,7 +56,7 @@ TEST(PathText, NativeFormParentAndConcatenation) {
       {P, u"/a/./b/../c", u"/a/./b/../c", u"/a/./b/.."},
       {P, u"a\\b", u"a\\b", u""},
       {W, u"C:/Program Files//App/", u"C:\\Program Files\\App", u"C:/Program Files"},
-      {W, u"c:\\a", u"c:\\a", u"c:\\"},
+      {W, u"a:\\b", u"a:\\b", u"a:\\"},
       {W, u"C:/", u"C:\\", u""},
       {W, u"C:a\\b", u"C:a\\b", u"C:a"},
       {W, u"/a", u"\\a", u"/"},
@@ -89,7 +89,7 @@ TEST(LocaleName, WindowsNamesSkipTheScriptAndWhatFollowsTheRegion) {
                                   {"es-419", "es", "419"},      {"fr", "fr", ""},
                                   {"sr-Latn", "sr", ""},        {"", "en", "US"},
                                   {"de-DE_phoneb", "de", "DE"}, {"ca-ES-valencia", "ca", "ES"},
-                                  {"en-USA", "en", ""}};
+                                  {"en-USA", "en", ""},         {"zu-ZA", "zu", "ZA"}};
   for (auto const& [name, language, region] : cases) {
     auto const locale = platform::parse_windows_locale_name(name);
     EXPECT_EQ(locale.language() + "_" + locale.region(), std::string(language) + "_" + region)

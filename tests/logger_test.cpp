@@ -231,13 +231,15 @@ TEST_F(LoggerTest, AppendFileFramesTheWholeFileOrRefusesBeforeWriting) {
   EXPECT_EQ(outcome("folder"), "append_file: Cannot open file.|");
   EXPECT_EQ(log_of("framed.log") + log_of(default_log_), "");
   // Its lines as read, each ended by a line feed, then made well-formed UTF-8.
-  write_file("side file", "a\n\n\xFF");
+  write_file("side file", "\xC2\xA9\n\n\xFF");
   logger::append_file(Path(u"side file"));
-  EXPECT_EQ(log_of("framed.log"),
-            "(T) Content of the file side file\na\n\n\xEF\xBF\xBD\nEnd of the file side file\n");
-  EXPECT_EQ(traces(),
-            "4  line=a\n4  line=\n4  line=\xFF\n4  msg=Content of the file side file\na\n\n"
-            "\xEF\xBF\xBD\nEnd of the file side file\n");
+  EXPECT_EQ(
+      log_of("framed.log"),
+      "(T) Content of the file side file\n\xC2\xA9\n\n\xEF\xBF\xBD\nEnd of the file side file\n");
+  EXPECT_EQ(
+      traces(),
+      "4  line=\xC2\xA9\n4  line=\n4  line=\xFF\n4  msg=Content of the file side file\n\xC2\xA9\n\n"
+      "\xEF\xBF\xBD\nEnd of the file side file\n");
 }
 
 // What is done to the log or its place once the destination (if any) is set, in a child whose
