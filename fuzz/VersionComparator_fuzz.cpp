@@ -6,7 +6,6 @@
 #include <stdexcept>
 #include <string>
 #include <typeinfo>
-#include <utility>
 
 #include "install/cpputil/VersionComparator.hpp"
 
@@ -36,7 +35,7 @@ extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size
       cpputil::utf8_to_ustring(newline == std::string::npos ? "" : input.substr(newline + 1))};
   cpputil::VersionComparator const comparator;
   for (int first = 0; first < 2; ++first) {
-    auto const& [a, b] = std::pair(versions[first], versions[1 - first]);
+    cpputil::ustring const &a = versions[first], &b = versions[1 - first];
     if (outcome([&] { return comparator.compareVersionNumbers(a, b); }) !=
             outcome([&] { return cpputil::test::literal_compare(a, b); }) ||
         comparator.tokenizeString(cpputil::to_string(a)) !=
