@@ -59,25 +59,18 @@ struct Scratch {
   }
 
   std::array<char, 256> lowered{};
-  std::string bytes;
   std::string key_bytes;
   ustring key;
+  ustring units;
 };
 
-// ASCII widens unit for unit; other text goes through the full conversion, which owns the
-// rules for ill-formed sequences.
-void assign_utf16(ustring& out, std::string_view text, std::string& bytes) {
-  out.resize(text.size());
-  if (rules::widen_ascii(text, out.data()) != text.size()) {
-    bytes.assign(text);
-    out = utf8_to_ustring(bytes);
+// Decoded into the scratch buffer first, so that a string made from it is allocated once, at
+// its final size.
+std::u16string_view decoded(std::string_view text, Scratch& scratch) {
+  if (scratch.units.size() < text.size()) {
+    scratch.units.resize(text.size());
   }
-}
-
-ustring to_utf16(std::string_view text, std::string& bytes) {
-  ustring out;
-  assign_utf16(out, text, bytes);
-  return out;
+  return {scratch.units.data(), rules::widen_utf8(text, scratch.units.data())};
 }
 
 void make_key(std::string_view raw, Scratch& scratch) {
@@ -87,7 +80,8 @@ void make_key(std::string_view raw, Scratch& scratch) {
     // NOLINTNEXTLINE(cppcoreguidelines-pro-bounds-constant-array-index): 256 entries.
     scratch.key_bytes[i] = scratch.lowered[static_cast<unsigned char>(trimmed[i])];
   }
-  assign_utf16(scratch.key, scratch.key_bytes, scratch.bytes);
+  scratch.key.resize(trimmed.size());
+  scratch.key.resize(rules::widen_utf8(scratch.key_bytes, scratch.key.data()));
 }
 
 bool is_list_key(std::string const& lowered) {
@@ -124,13 +118,14 @@ class Converter {
       return;
     }
     std::string_view const value = rules::trim(after_run(line, equals));
+    std::u16string_view const units = decoded(value, scratch_);
     auto const found = map_.lower_bound(scratch_.key);
     if (found == map_.end() || found->first != scratch_.key) {
-      map_.emplace_hint(found, scratch_.key, to_utf16(value, scratch_.bytes));
+      map_.emplace_hint(found, scratch_.key, ustring(units));
     } else if (auto* text = std::get_if<ustring>(&found->second)) {
-      assign_utf16(*text, value, scratch_.bytes);
+      text->assign(units);
     } else {
-      found->second = to_utf16(value, scratch_.bytes);
+      found->second = ustring(units);
     }
   }
 
@@ -142,7 +137,7 @@ class Converter {
     if (!absent && list == nullptr) {
       return;  // a single setting is not turned into a list
     }
-    ustring entry = to_utf16(rules::trim(after_run(line, dot)), scratch_.bytes);
+    ustring entry(decoded(rules::trim(after_run(line, dot)), scratch_));
     replace_underscores(entry);
     if (list != nullptr) {
       list->push_back(std::move(entry));

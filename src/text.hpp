@@ -27,6 +27,10 @@ bool keeps_line(std::string_view line) noexcept;
 /// there were. `out` has room for bytes.size() units; those past the count may be overwritten.
 std::size_t widen_ascii(std::string_view bytes, char16_t* out) noexcept;
 
+/// Decodes UTF-8 into `out`, which has room for bytes.size() units, with U+FFFD for each maximal
+/// ill-formed subpart; returns how many units were written.
+std::size_t widen_utf8(std::string_view bytes, char16_t* out) noexcept;
+
 /// Replaces each maximal ill-formed subpart by U+FFFD, in place: the bytes that a round trip
 /// through UTF-16 gives, without the round trip's memory.
 void make_well_formed_utf8(std::string& bytes);

@@ -89,11 +89,10 @@ char32_t decode_one(unsigned char const* p, unsigned char const* end, std::size_
 
 }  // namespace
 
-ustring utf8_to_ustring(std::string const& text) {
-  ustring out(text.size(), u'\0');  // never more units than bytes
-  auto const* src = reinterpret_cast<unsigned char const*>(text.data());
-  auto const* const end = src + text.size();
-  char16_t* dst = out.data();
+std::size_t text::widen_utf8(std::string_view bytes, char16_t* out) noexcept {
+  auto const* src = reinterpret_cast<unsigned char const*>(bytes.data());
+  auto const* const end = src + bytes.size();
+  char16_t* dst = out;
   // dst never runs ahead of src (one unit per byte at most), so widening as many units as there
   // are bytes left stays inside `out`.
   while (src < end) {
@@ -130,7 +129,12 @@ ustring utf8_to_ustring(std::string const& text) {
       *dst++ = static_cast<char16_t>(cp);
     }
   }
-  out.resize(static_cast<std::size_t>(dst - out.data()));
+  return static_cast<std::size_t>(dst - out);
+}
+
+ustring utf8_to_ustring(std::string const& text) {
+  ustring out(text.size(), u'\0');  // never more units than bytes
+  out.resize(text::widen_utf8(text, out.data()));
   return out;
 }
 
