@@ -8,6 +8,7 @@
 #include <cctype>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <stdexcept>
 #include <string_view>
 #include <utility>
@@ -96,6 +97,49 @@ void replace_underscores(ustring& text) {
   boost::algorithm::replace_all(text, ustring(1, u'_'), ustring(1, u' '));
 }
 
+// The order of std::less<ustring>, four units at a time while the keys agree: one file's keys
+// often share long prefixes, and the standard comparison takes them one unit at a time.
+bool units_less(ustring const& left, ustring const& right) noexcept {
+  std::size_t const common = std::min(left.size(), right.size());
+  std::size_t at = 0;
+  while (at + 4 <= common && std::memcmp(left.data() + at, right.data() + at, 8) == 0) {
+    at += 4;
+  }
+  for (; at < common; ++at) {
+    if (left[at] != right[at]) {
+      return left[at] < right[at];
+    }
+  }
+  return left.size() < right.size();
+}
+
+#if defined(__GLIBCXX__) && !defined(_GLIBCXX_DEBUG)
+// map::lower_bound's own descent, through libstdc++'s node links, with the faster comparison.
+// The children are fetched while the node's key is compared: a large map misses the cache at
+// every level.
+PropertyMap::iterator lower_bound(PropertyMap& map, ustring const& key) noexcept {
+  using Node = std::_Rb_tree_node<PropertyMap::value_type>;
+  std::_Rb_tree_node_base* const header = map.end()._M_node;
+  std::_Rb_tree_node_base* bound = header;
+  for (std::_Rb_tree_node_base* node = header->_M_parent; node != nullptr;) {
+    __builtin_prefetch(node->_M_left);
+    __builtin_prefetch(node->_M_right);
+    // NOLINTNEXTLINE(cppcoreguidelines-pro-type-static-cast-downcast): every node but the header.
+    if (units_less(static_cast<Node*>(node)->_M_valptr()->first, key)) {
+      node = node->_M_right;
+    } else {
+      bound = node;
+      node = node->_M_left;
+    }
+  }
+  return PropertyMap::iterator(bound);
+}
+#else
+PropertyMap::iterator lower_bound(PropertyMap& map, ustring const& key) {
+  return map.lower_bound(key);
+}
+#endif
+
 // Builds the property map one settings line at a time.
 class Converter {
  public:
@@ -119,8 +163,8 @@ class Converter {
     }
     std::string_view const value = rules::trim(after_run(line, equals));
     std::u16string_view const units = decoded(value, scratch_);
-    auto const found = map_.lower_bound(scratch_.key);
-    if (found == map_.end() || found->first != scratch_.key) {
+    auto const found = lower_bound(map_, scratch_.key);
+    if (found == map_.end() || units_less(scratch_.key, found->first)) {
       map_.emplace_hint(found, scratch_.key, ustring(units));
     } else if (auto* text = std::get_if<ustring>(&found->second)) {
       text->assign(units);
@@ -131,8 +175,8 @@ class Converter {
 
   void add_list_entry(std::string_view line, std::size_t dot) {
     make_key(line.substr(0, dot), scratch_);
-    auto const found = map_.lower_bound(scratch_.key);
-    bool const absent = found == map_.end() || found->first != scratch_.key;
+    auto const found = lower_bound(map_, scratch_.key);
+    bool const absent = found == map_.end() || units_less(scratch_.key, found->first);
     auto* const list = absent ? nullptr : std::get_if<std::vector<ustring>>(&found->second);
     if (!absent && list == nullptr) {
       return;  // a single setting is not turned into a list
