@@ -97,46 +97,62 @@ void replace_underscores(ustring& text) {
   boost::algorithm::replace_all(text, ustring(1, u'_'), ustring(1, u' '));
 }
 
-// The order of std::less<ustring>, four units at a time while the keys agree: one file's keys
-// often share long prefixes, and the standard comparison takes them one unit at a time.
-bool units_less(ustring const& left, ustring const& right) noexcept {
+#if defined(__GLIBCXX__) && !defined(_GLIBCXX_DEBUG)
+// Where two keys first differ, or the shorter one's size, looking from `from` on: the units
+// before it are known to agree. Four units at a time while they agree, as one file's keys often
+// share long prefixes and std::less<ustring> compares them one unit at a time.
+std::size_t first_difference(ustring const& left, ustring const& right, std::size_t from) noexcept {
   std::size_t const common = std::min(left.size(), right.size());
-  std::size_t at = 0;
+  std::size_t at = from;
   while (at + 4 <= common && std::memcmp(left.data() + at, right.data() + at, 8) == 0) {
     at += 4;
   }
-  for (; at < common; ++at) {
-    if (left[at] != right[at]) {
-      return left[at] < right[at];
-    }
+  while (at < common && left[at] == right[at]) {
+    ++at;
   }
-  return left.size() < right.size();
+  return at;
 }
 
-#if defined(__GLIBCXX__) && !defined(_GLIBCXX_DEBUG)
-// map::lower_bound's own descent, through libstdc++'s node links, with the faster comparison.
-// The children are fetched while the node's key is compared: a large map misses the cache at
-// every level.
-PropertyMap::iterator lower_bound(PropertyMap& map, ustring const& key) noexcept {
+// std::less<ustring>'s answer, from where the two keys first differ.
+bool less_at(ustring const& left, ustring const& right, std::size_t at) noexcept {
+  return at < std::min(left.size(), right.size()) ? left[at] < right[at]
+                                                  : left.size() < right.size();
+}
+
+// The map's first entry not less than `key`, and whether it is `key`'s own: map::lower_bound's
+// descent, through libstdc++'s node links. Every key below a node lies between the nearest
+// nodes passed on either side, so it shares with `key` at least the units that both of those
+// share with it, and each comparison starts there. The children are fetched while the node's
+// key is compared: a large map misses the cache at every level.
+std::pair<PropertyMap::iterator, bool> find_place(PropertyMap& map, ustring const& key) noexcept {
   using Node = std::_Rb_tree_node<PropertyMap::value_type>;
   std::_Rb_tree_node_base* const header = map.end()._M_node;
   std::_Rb_tree_node_base* bound = header;
+  std::size_t shared_below = 0;  // with the nearest node passed that is less than `key`
+  std::size_t shared_above = 0;  // with the nearest node passed that is not, `bound`
   for (std::_Rb_tree_node_base* node = header->_M_parent; node != nullptr;) {
     __builtin_prefetch(node->_M_left);
     __builtin_prefetch(node->_M_right);
     // NOLINTNEXTLINE(cppcoreguidelines-pro-type-static-cast-downcast): every node but the header.
-    if (units_less(static_cast<Node*>(node)->_M_valptr()->first, key)) {
+    ustring const& node_key = static_cast<Node*>(node)->_M_valptr()->first;
+    std::size_t const at = first_difference(node_key, key, std::min(shared_below, shared_above));
+    if (less_at(node_key, key, at)) {
+      shared_below = at;
       node = node->_M_right;
     } else {
+      shared_above = at;
       bound = node;
       node = node->_M_left;
     }
   }
-  return PropertyMap::iterator(bound);
+  PropertyMap::iterator const found(bound);
+  return {found,
+          found != map.end() && shared_above == key.size() && found->first.size() == key.size()};
 }
 #else
-PropertyMap::iterator lower_bound(PropertyMap& map, ustring const& key) {
-  return map.lower_bound(key);
+std::pair<PropertyMap::iterator, bool> find_place(PropertyMap& map, ustring const& key) {
+  auto const found = map.lower_bound(key);
+  return {found, found != map.end() && found->first == key};
 }
 #endif
 
@@ -163,8 +179,8 @@ class Converter {
     }
     std::string_view const value = rules::trim(after_run(line, equals));
     std::u16string_view const units = decoded(value, scratch_);
-    auto const found = lower_bound(map_, scratch_.key);
-    if (found == map_.end() || units_less(scratch_.key, found->first)) {
+    auto const [found, present] = find_place(map_, scratch_.key);
+    if (!present) {
       map_.emplace_hint(found, scratch_.key, ustring(units));
     } else if (auto* text = std::get_if<ustring>(&found->second)) {
       text->assign(units);
@@ -175,10 +191,9 @@ class Converter {
 
   void add_list_entry(std::string_view line, std::size_t dot) {
     make_key(line.substr(0, dot), scratch_);
-    auto const found = lower_bound(map_, scratch_.key);
-    bool const absent = found == map_.end() || units_less(scratch_.key, found->first);
-    auto* const list = absent ? nullptr : std::get_if<std::vector<ustring>>(&found->second);
-    if (!absent && list == nullptr) {
+    auto const [found, present] = find_place(map_, scratch_.key);
+    auto* const list = present ? std::get_if<std::vector<ustring>>(&found->second) : nullptr;
+    if (present && list == nullptr) {
       return;  // a single setting is not turned into a list
     }
     ustring entry(decoded(rules::trim(after_run(line, dot)), scratch_));
