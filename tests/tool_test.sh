@@ -111,7 +111,14 @@ if [ -z "$windows" ]; then # users, pipes from <(...) and FIFOs are POSIX's
   # A mode 000 file keeps out anyone but root: as root, the tool runs as nobody. A file rule
   # wants a readable regular file of one byte or more, and never waits on a FIFO or device.
   cp in locked && chmod 000 locked
-  [ "$(id -u)" -ne 0 ] || run=(setpriv --reuid=nobody --regid=nogroup --clear-groups)
+  own_tool=$tool
+  if [ "$(id -u)" -eq 0 ]; then
+    # nobody may not enter the build tree (a home folder is private): a copy of the tool and its
+    # library in the scratch folder, which nobody can read, stands in for it.
+    mkdir nobody && cp "$tool" "$(ldd "$tool" | awk '$1 ~ /^libinstall_cpputil/ {print $3}')" nobody/
+    tool=$work/nobody/${tool##*/}
+    run=(setpriv --reuid=nobody --regid=nogroup --clear-groups env LD_LIBRARY_PATH="$work/nobody")
+  fi
   refused "locked: Permission denied" check locked --rules rules
   refused "locked: Permission denied" check in --rules locked
   printf '%s = rfile\n' a b c d e f g h >files
@@ -119,7 +126,7 @@ if [ -z "$windows" ]; then # users, pipes from <(...) and FIFOs are POSIX's
   row 1 "$(for k in b:empty c:folder d:missing e:locked f:fifo g:/dev/zero h:; do
     printf "key='%s' value='%s' rule='rfile'\n" "${k%%:*}" "${k#*:}"
   done)"$'\n' "" "" check paths --rules files
-  run=()
+  run=() tool=$own_tool
   # Processes appending to one log at once, across a change of the second: every record whole,
   # stamps never back along the file; and none written while another holds the log's lock.
   : >shared.log
