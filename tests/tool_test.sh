@@ -163,7 +163,7 @@ for signal in "${signals[@]}"; do
     [[ $log != *"Setup finished."* ]] || fail "SIG$signal: status $status, log:" "$log"
 done
 # Each "$ install-cpputil ..." line of the README's console blocks, run from the repository root,
-# prints the lines shown under it; each line of its C++ excerpt stands in the example project
+# prints the lines shown under it; each line of its C++ excerpts stands in one of the examples
 # that CI builds, compared without comments and white space, so that the formatter may wrap it.
 cd "$repo" || exit 2
 block="" command="" expected="" ran=0
@@ -174,7 +174,7 @@ check() {
   command="" expected=""
 }
 squeeze() { sed -e 's|//.*$||' | tr -d '[:space:]'; }
-project=$(squeeze <examples/consumer/main.cpp)
+project=$(cat examples/*/main.cpp | squeeze)
 while IFS= read -r line; do
   case "$block|$line" in
     '|```console' | '|```cpp') block=${line#\`\`\`} ;;

@@ -33,26 +33,55 @@ else
 fi
 test -f "$lib"
 
-echo "-- find_package consumers: the boundary test and the README's example project"
-for name in tests examples; do
-  cmake -S "$repo/$name/consumer" -B "$work/$name" -G Ninja "${cmake_args[@]}" >/dev/null
-  cmake --build "$work/$name" >/dev/null
+echo "-- find_package consumers: the boundary test and the examples"
+for project in tests/consumer examples/consumer examples/trace examples/cancel; do
+  cmake -S "$repo/$project" -B "$work/$project" -G Ninja "${cmake_args[@]}" >/dev/null
+  cmake --build "$work/$project" >/dev/null
 done
-run "$work/tests/boundary$exe"
+run "$work/tests/consumer/boundary$exe"
 printf 'Mode = typical\nport = 8443\n' >"$work/input.txt"
-run "$work/examples/installer_step$exe" "$work/input.txt" "$work/logs/step.log" >/dev/null
+step=$work/examples/consumer/installer_step$exe
+run "$step" "$work/input.txt" "$work/logs/step.log" >/dev/null
 grep -q ') Step finished.$' "$work/logs/step.log"
-# No sink of its own: Boost.Log's default sink prints the records.
-run "$work/examples/installer_step$exe" "$work/input.txt" "$work/logs/step.log" --trace \
-  >"$work/trace.txt" 2>&1
+# No sink of its own: Boost.Log's default sink prints the records on standard output.
+run "$step" "$work/input.txt" "$work/logs/step.log" --trace >"$work/trace.txt" 2>/dev/null
 grep -q 'set destination' "$work/trace.txt"
+# A failure is recorded in the installation log, which outlives the step's handlers.
+printf 'mode = bogus\n' >"$work/bad.txt"
+if run "$step" "$work/bad.txt" "$work/logs/bad.log" 2>/dev/null; then exit 1; fi
+grep -q ") Step failed: key='mode' value='bogus' rule='strval:typical,custom'$" "$work/logs/bad.log"
 
-echo "-- the example project through pkg-config"
+echo "-- a sink of the program's own shows each record's channel and severity"
+run "$work/examples/trace/trace_to_stderr$exe" "$work/input.txt" "$work/logs/trace.log" \
+  2>"$work/trace.txt"
+grep -q '^\[install::cpputil::InputFileParser\] 4  line=Mode = typical$' "$work/trace.txt"
+grep -q '^\[install::cpputil::logger\] 4  msg=Input file read\.$' "$work/trace.txt"
+
+echo "-- Ctrl-C cancels the work, and the cancel is in the installation log"
+set -m # a job of its own, which does not ignore SIGINT
+run "$work/examples/cancel/cancel_on_ctrl_c$exe" "$work/logs/cancel.log" 600 >/dev/null 2>&1 &
+set +m
+job=$!
+for _ in $(seq 300); do grep -qs 'Work begun' "$work/logs/cancel.log" && break || sleep 0.1; done
+kill -INT "$(pgrep -g "$job" -f 'cancel_on_ctrl_c' || echo "$job")"
+status=0 && wait "$job" || status=$?
+[ "$status" -eq 130 ] || { echo "cancel_on_ctrl_c: status $status"; exit 1; }
+grep -q ') Interrupted. at step [0-9]*$' "$work/logs/cancel.log"
+
+echo "-- the examples through pkg-config"
+export PKG_CONFIG_PATH=$prefix/lib/pkgconfig
 # shellcheck disable=SC2046
 "$cxx" -std=c++17 "$repo/examples/consumer/main.cpp" -o "$work/pc$exe" \
-  $(PKG_CONFIG_PATH=$prefix/lib/pkgconfig pkg-config --cflags --libs install_cpputil)
+  $(pkg-config --cflags --libs install_cpputil)
 run "$work/pc$exe" "$work/input.txt" "$work/logs/pc.log" >/dev/null
 grep -q ') Step finished.$' "$work/logs/pc.log"
+if [ -z "$exe" ]; then # the README's line for a program with a sink of its own
+  # shellcheck disable=SC2046
+  "$cxx" -std=c++17 -DBOOST_LOG_DYN_LINK "$repo/examples/trace/main.cpp" -o "$work/pc-trace" \
+    $(pkg-config --cflags --libs install_cpputil) -lboost_log_setup -lboost_log -lboost_thread -lpthread
+  run "$work/pc-trace" "$work/input.txt" "$work/logs/pc.log" 2>"$work/trace.txt"
+  grep -q '^\[install::cpputil::logger\] ' "$work/trace.txt"
+fi
 
 echo "-- every public header alone, C++17, no Boost"
 for h in "$prefix"/include/install/cpputil/*.hpp; do

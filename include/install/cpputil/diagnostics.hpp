@@ -8,6 +8,15 @@
 ///   INSTALL_CPPUTIL_TRACE="*=12,install::cpputil::logger=4"   (masks in decimal or 0x hex)
 /// Channels: install::cpputil::interrupt, install::cpputil::logger,
 ///           install::cpputil::InputFileParser, install::cpputil::InstallerLocale.
+///
+/// Records reach the sinks that the program adds to the core; with none, Boost.Log's default
+/// sink prints them on standard output. The library adds none: examples/trace adds one on
+/// standard error. A program that includes Boost.Log's headers must link the shared Boost.Log
+/// and define BOOST_LOG_DYN_LINK (CMake's Boost::log target does both), since the library
+/// writes into the one core of the shared Boost.Log: without the macro the headers name the
+/// static library's symbols and the link fails (undefined references to
+/// boost::log::v2s_mt_posix::...), and a static Boost.Log gives the program a core of its own,
+/// whose sinks never see the library's records. Setting masks needs no Boost at all.
 #ifndef INSTALL_CPPUTIL_DIAGNOSTICS_HPP
 #define INSTALL_CPPUTIL_DIAGNOSTICS_HPP
 

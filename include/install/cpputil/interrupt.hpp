@@ -30,10 +30,10 @@ INSTALL_CPPUTIL_EXPORT void throw_if_set(std::string const& tag);
 
 /// Sets the flag; it stays set until detail::unset.
 /// Not async-signal-safe while tracing is on: the trace takes locks and allocates. Do not call it
-/// from a signal handler; let the handler only wake a thread of your own that calls it. On
-/// POSIX, block SIGINT and SIGTERM in every thread and take them with sigwait on that thread; on
-/// Windows, have the console control handler set a flag or an event that thread waits for. The
-/// command-line tool's demo does both.
+/// from a signal handler. On POSIX, block SIGINT and SIGTERM before any thread starts, so that
+/// every thread inherits the mask, and take them with sigwait on a thread of your own that calls
+/// it; on Windows the console control handler runs on a thread of its own and may call it.
+/// examples/cancel does both.
 INSTALL_CPPUTIL_EXPORT void set() noexcept;
 
 namespace detail {
