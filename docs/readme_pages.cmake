@@ -15,5 +15,16 @@ foreach(page IN ITEMS "input-file|The input file" "installation-log|The installa
   string(SUBSTRING "${readme}" ${begin} -1 body)
   string(FIND "${body}" "\n## " end)
   string(SUBSTRING "${body}" 0 ${end} body)
+  # Doxygen 1.9 reads `...' in a code span as a quotation, and drops a % before a word; the
+  # entity and a doubled % come out as the characters themselves.
+  string(REGEX MATCHALL "`[^`\n]*['%][^`\n]*`" spans "${body}")
+  list(REMOVE_DUPLICATES spans)
+  foreach(span IN LISTS spans)
+    string(REPLACE "'" "&apos;" fixed "${span}")
+    string(REGEX REPLACE "%([A-Za-z_])" "%%\\1" fixed "${fixed}")
+    string(REPLACE "${span}" "${fixed}" body "${body}")
+  endforeach()
+  # The pages lie in html/, beside the examples' folder.
+  string(REPLACE "](examples/" "](../examples/" body "${body}")
   file(WRITE ${OUT}/${name}.md "# ${title} {#${name}}\n\n${body}\n")
 endforeach()

@@ -21,7 +21,8 @@ using PropertyValue = std::variant<ustring, std::vector<ustring>>;
 /// Keys are trimmed and lower-cased.
 using PropertyMap = std::map<ustring, PropertyValue>;
 
-/// Reads the input file and turns its settings text into a PropertyMap.
+/// Reads the input file and turns its settings text into a PropertyMap. The file's grammar, its
+/// text encoding and its byte-order mark: @ref input-file "The input file".
 class InputFileParser {
  public:
   /// The settings text of the file: every line trimmed, blank and comment lines dropped, each

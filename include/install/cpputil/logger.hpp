@@ -34,7 +34,8 @@ static ustring const reset_destination_message = u"Reset destination file log ";
 /// opened for appending, and retires the destination in force (with a notice in its log).
 /// Loggers do not stack: when one ends, no destination is set until another Logger is made.
 /// Throws std::runtime_error when the folder or the file cannot be made; the destination in
-/// force then stays, and receives a notice of the failure.
+/// force then stays, and receives a notice of the failure. The records and how they are
+/// written: @ref installation-log "The installation log".
 class INSTALL_CPPUTIL_EXPORT Logger {
  public:
   ///@{
