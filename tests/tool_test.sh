@@ -36,10 +36,22 @@ nosuch="No such file or directory" && [ -z "$windows" ] || nosuch=$("$tool" pars
 
 refused "not a version number: '1.99999999999'" compare 1.99999999999 1
 refused "not a version number: '1.x'" compare 1.x 2.y
+# compare A OP B answers by its status alone: each operator with A smaller, equal and greater.
+for relation in "lt 0 1 1" "le 0 0 1" "eq 1 0 1" "ne 0 1 0" "ge 1 0 0" "gt 1 1 0"; do
+  read -r op smaller equal greater <<<"$relation"
+  row "$smaller" "" "" "" compare 1.2 "$op" 1.10
+  row "$equal" "" "" "" compare 2.0.1 "$op" 2.0.1
+  row "$greater" "" "" "" compare 1.10 "$op" 1.2
+done
+refused "not a comparison operator: 'lq' (lt, le, eq, ne, ge or gt)" compare 1 lq 2
+refused "not a version number: '2.y'" compare 1 lt 2.y
+refused "B is required (see --help)" compare 1
 # The anchor, a file or a folder, beside the root, which need not exist; not in the root.
 row 0 $'false\n' "" "" sandbox --root plain/root
 row 0 $'true\n' "" "" sandbox --root sandboxed//root//
 row 0 $'true\n' "" "" sandbox --root folder/gone
+row 1 "" "" "" sandbox -q --root plain/root
+row 0 "" "" "" sandbox --quiet --root sandboxed/root
 row 0 $'{\n  "caf\xC3\xA9": "cr\xC3\xA8me",\n  "name": "V\\"",\n  "product": [\n    "Alpha Tools",\n    "Beta"\n  ]\n}\n' \
   "" "" parse json --json
 # Every rule; "check" prints each violation, in key order, and a failed file rule logs two lines.
@@ -60,6 +72,9 @@ row 1 $'key=\'x\' value=\'CON\' rule=\'rfile\'\nkey=\'y\' value=\'NUL\' rule=\'r
 row 0 "" "" $'(T) 1st\n(T) 2nd\n(T) Content of the file side\nline one\nline two\nEnd of the file side
 (T) Content of the file empty\nEnd of the file empty\n' log --to log --file side --file empty 1st 2nd
 row 0 "" "" $'(T) --trace\n' log --to log -- --trace
+row 0 "" "" $'(T) x\n(T) Content of the file -\nline one\nline two\nEnd of the file -\n' \
+  log --to log --file - x <side
+refused "-: larger than 256 MiB, too large to copy into the log" log --to log --file - x <huge
 # A record cut short by a file-size limit (Wine's host sets it, Windows has none) is taken back
 # whole, and its drop traced.
 lost=$( (ulimit -f 4 && trap '' XFSZ && "$tool" --trace 4 log --to limited.log small \
@@ -75,11 +90,23 @@ row 0 $'a = 1\n' "$traced" "" parse in --trace 0x0C
 refused "not a trace mask: '+4'" --trace +4 locale
 refused "unknown command 'bogus' (see --help)" bogus
 refused "FILE is required (see --help)" parse
-# Kept lines trimmed and traced, comments and blank lines dropped, the byte-order mark kept.
+# Kept lines trimmed and traced, comments and blank lines dropped, the byte-order mark kept, and
+# warned of: a rule for the key behind it never applies.
 printf '\xEF\xBB\xBFKey=1\r\n# k=2\r\n\n\t product.Alpha_Tools \r\nplatform.x_1' >bom
 t='[install::cpputil::InputFileParser] 4  line='
+marked="the first line begins with a byte-order mark, which stays part of its key"$'\n'
 row 0 $'platform[] = x 1\nproduct[] = Alpha Tools\n\xEF\xBB\xBFkey = 1\n' \
-  "$t"$'\xEF\xBB\xBFKey=1\n'"$t"$'product.Alpha_Tools\n'"$t"$'platform.x_1\n' "" --trace 4 parse bom
+  "$t"$'\xEF\xBB\xBFKey=1\n'"$t"$'product.Alpha_Tools\n'"$t"$'platform.x_1\n'"install-cpputil: warning: bom: $marked" \
+  "" --trace 4 parse bom
+printf '\xEF\xBB\xBFmode = bogus\n' >marked && printf 'mode = strval:a\n' >mode
+row 0 "" "install-cpputil: warning: marked: $marked" "" check marked --rules mode
+# Each command's --help shows --trace and its own exit statuses only.
+for statuses in "parse 0 2" "check 0 1 2" "compare 0 1 2" "locale 0 2" "sandbox 0 1 2" \
+  "log 0 2 130/143" "demo 0 2 130/143"; do
+  help=$("$tool" "${statuses%% *}" --help)
+  got=$(sed -n '/^Exit status:/,$p' <<<"$help" | awk '$1 ~ /^[0-9]/ {printf " %s", $1}')
+  [[ $help == *"--trace MASK"* && ${statuses%% *}$got == "$statuses" ]] || fail "$statuses --help:" "$help"
+done
 # The locale of LC_ALL, LC_MESSAGES or LANG, the first set and not empty, which Wine makes the
 # user's; C and POSIX mean en_US. Its channel never traces.
 unset LC_ALL LC_MESSAGES LANG
@@ -162,6 +189,13 @@ for signal in "${signals[@]}"; do
   [ "$status" -eq "$(($(kill -l "$signal") + 128))" ] && [[ $log == *") Interrupted."* ]] &&
     [[ $log != *"Setup finished."* ]] || fail "SIG$signal: status $status, log:" "$log"
 done
+# The demo's progress line, redrawn by carriage returns, is for a terminal only.
+"$tool" demo --dir piped --steps 2 --step-ms 0 >piped.txt 2>&1
+if grep -q $'\r' piped.txt; then fail "demo: progress in a file"; fi
+if [ -z "$windows" ] && command -v script >/dev/null; then
+  script -qec "'$tool' demo --dir terminal --steps 2 --step-ms 0" /dev/null </dev/null >terminal.txt
+  grep -q $'\r  Core Runtime: ' terminal.txt || fail "demo: no progress on a terminal"
+fi
 # Each "$ install-cpputil ..." line of the README's console blocks, run from the repository root,
 # prints the lines shown under it; each line of its C++ excerpts stands in one of the examples
 # that CI builds, compared without comments and white space, so that the formatter may wrap it.

@@ -4,6 +4,7 @@
 #include <iostream>
 #include <map>
 #include <new>
+#include <vector>
 
 #include <nlohmann/json.hpp>
 
@@ -23,6 +24,29 @@ namespace cpputil = install::cpputil;
 using cpputil::ustring_to_utf8;
 using cpputil::utf8_to_ustring;
 
+namespace {
+
+// Standard input and a file copied into the log are both held in memory, in several forms,
+// before they are written as one record.
+constexpr std::uintmax_t kLargestCopy = std::uintmax_t{256} << 20U;
+char const* const kTooLarge = ": larger than 256 MiB, too large to copy into the log";
+char const* const kStandardInput = "-";
+
+}  // namespace
+
+std::string one_line(std::string text) {
+  for (char& c : text) {
+    if (static_cast<unsigned char>(c) < 0x20 || c == 0x7F) {
+      c = '?';
+    }
+  }
+  return text;
+}
+
+void warn(std::string const& text) {
+  std::cerr << "install-cpputil: warning: " << one_line(text) << '\n';
+}
+
 void require_input(std::string const& file, bool pipes) {
   if (auto const problem = input_problem(file, pipes)) {
     throw UsageError(file + ": " + *problem);
@@ -38,7 +62,13 @@ void require_log(std::string const& file) {
 cpputil::PropertyMap parse_file(std::string const& file) {
   require_input(file);
   try {
-    return cpputil::InputFileParser().parse(utf8_to_ustring(file));
+    // What parse does, in its two steps, so that the text can be looked at between them.
+    cpputil::InputFileParser parser;
+    std::string const text = parser.getUserInputsFromFile(utf8_to_ustring(file));
+    if (text.rfind("\xEF\xBB\xBF", 0) == 0) {
+      warn(file + ": the first line begins with a byte-order mark, which stays part of its key");
+    }
+    return text.empty() ? cpputil::PropertyMap{} : parser.convertInputsToPropertyMap(text);
   } catch (std::bad_alloc const&) {
     throw UsageError(file + ": too large to read");
   } catch (std::runtime_error const& error) {
@@ -135,7 +165,16 @@ int check_command(std::string const& file, std::string const& rules_file,
   return violations == 0 ? 0 : 1;
 }
 
-int compare_command(std::string const& first, std::string const& second) {
+int compare_command(std::string const& first, std::optional<std::string> const& relation,
+                    std::string const& second) {
+  static std::map<std::string, bool (*)(int)> const relations = {
+      {"lt", [](int order) { return order < 0; }},  {"le", [](int order) { return order <= 0; }},
+      {"eq", [](int order) { return order == 0; }}, {"ne", [](int order) { return order != 0; }},
+      {"ge", [](int order) { return order >= 0; }}, {"gt", [](int order) { return order > 0; }}};
+  auto const holds = relation ? relations.find(*relation) : relations.end();
+  if (relation && holds == relations.end()) {
+    throw UsageError("not a comparison operator: '" + *relation + "' (lt, le, eq, ne, ge or gt)");
+  }
   cpputil::VersionComparator const comparator;
   auto const a = utf8_to_ustring(first);
   auto const b = utf8_to_ustring(second);
@@ -149,7 +188,11 @@ int compare_command(std::string const& first, std::string const& second) {
       throw UsageError("not a version number: '" + *version + "'");
     }
   }
-  std::cout << comparator.compareVersionNumbers(a, b) << '\n';
+  int const order = comparator.compareVersionNumbers(a, b);
+  if (relation) {
+    return holds->second(order) ? 0 : 1;
+  }
+  std::cout << order << '\n';
   return 0;
 }
 
@@ -158,30 +201,68 @@ int locale_command() {
   return 0;
 }
 
-int sandbox_command(std::optional<std::string> const& root) {
+int sandbox_command(std::optional<std::string> const& root, bool quiet) {
   if (root) {
     cpputil::platform::set_install_path(utf8_to_ustring(*root));
   }
-  std::cout << (cpputil::SandboxWorkflowDetector().isSandboxWorkflow() ? "true" : "false") << '\n';
+  bool const anchored = cpputil::SandboxWorkflowDetector().isSandboxWorkflow();
+  if (quiet) {
+    return anchored ? 0 : 1;
+  }
+  std::cout << (anchored ? "true" : "false") << '\n';
   return 0;
 }
 
 void require_copyable(std::string const& file) {
-  // The copy is built in memory, in several forms, before it is written as one record.
-  constexpr std::uintmax_t kLargest = std::uintmax_t{256} << 20U;
   require_input(file, false);
   std::error_code ignored;
-  if (auto const size = std::filesystem::file_size(file, ignored); !ignored && size > kLargest) {
-    throw UsageError(file + ": larger than 256 MiB, too large to copy into the log");
+  if (auto const size = std::filesystem::file_size(file, ignored);
+      !ignored && size > kLargestCopy) {
+    throw UsageError(file + kTooLarge);
   }
 }
 
+namespace {
+
+std::string read_standard_input() {
+  std::string data;
+  std::vector<char> chunk(std::size_t{1} << 16U);
+  while (std::cin.read(chunk.data(), static_cast<std::streamsize>(chunk.size())) ||
+         std::cin.gcount() > 0) {
+    data.append(chunk.data(), static_cast<std::size_t>(std::cin.gcount()));
+    if (data.size() > kLargestCopy) {
+      throw UsageError(kStandardInput + std::string(kTooLarge));
+    }
+  }
+  if (std::cin.bad()) {
+    throw UsageError("-: cannot read standard input");
+  }
+  return data;
+}
+
+// Framed as append_file frames a file's lines, each ended by a line feed.
+std::string standard_input_record(std::string const& data) {
+  std::string record = "Content of the file -\n" + data;
+  if (!data.empty() && data.back() != '\n') {
+    record += '\n';
+  }
+  return record + "End of the file -";
+}
+
+}  // namespace
+
 int log_command(std::string const& log_file, std::vector<std::string> const& messages,
                 std::vector<std::string> const& files) {
-  // Everything is checked before the first record, so a refusal leaves the log as it was.
+  // Everything is checked, and standard input read, before the first record, so a refusal
+  // leaves the log as it was.
   require_log(log_file);
+  std::optional<std::string> standard_input;
   for (auto const& file : files) {
-    require_copyable(file);
+    if (file != kStandardInput) {
+      require_copyable(file);
+    } else if (!standard_input) {
+      standard_input = read_standard_input();
+    }
   }
   std::optional<cpputil::logger::Logger> log;
   try {
@@ -193,6 +274,10 @@ int log_command(std::string const& log_file, std::vector<std::string> const& mes
     cpputil::logger::append_message(message);
   }
   for (auto const& file : files) {
+    if (file == kStandardInput) {
+      cpputil::logger::append_message(standard_input_record(*standard_input));
+      continue;
+    }
     try {
       cpputil::logger::append_file(file);
     } catch (std::bad_alloc const&) {

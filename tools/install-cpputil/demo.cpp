@@ -33,8 +33,9 @@ std::vector<std::string> list_setting(cpputil::PropertyMap const& map, char16_t 
   return entries;
 }
 
-// The installation proper; returns normally or unwinds with interrupt::Exception.
-void install(DemoOptions const& options, std::string const& examples) {
+// The installation proper; returns normally or unwinds with interrupt::Exception. The progress
+// line, redrawn with carriage returns, is for a terminal only: in a file or a pipe they pile up.
+void install(DemoOptions const& options, std::string const& examples, bool progress) {
   auto const inputs = parse_file(examples + "/input.txt");
   auto const rules = single_settings(parse_file(examples + "/rules.txt"));
   auto const settings = single_settings(inputs);
@@ -54,11 +55,15 @@ void install(DemoOptions const& options, std::string const& examples) {
       cpputil::interrupt::throw_if_set("");
       std::this_thread::sleep_for(std::chrono::milliseconds(options.step_ms));
       ++done;
-      std::cout << "\r  " << product << ": " << (100 * done / total) << "% " << std::flush;
+      if (progress) {
+        std::cout << "\r  " << product << ": " << (100 * done / total) << "% " << std::flush;
+      }
     }
     append_message("Installed " + product + ".");
   }
-  std::cout << '\n';
+  if (progress) {
+    std::cout << '\n';
+  }
 }
 
 }  // namespace
@@ -81,7 +86,7 @@ int demo_command(DemoOptions const& options) {
     append_message("Setup begun.");
     std::cout << "Installing (press Ctrl-C to cancel)...\n";
     try {
-      install(options, options.examples);
+      install(options, options.examples, standard_output_is_terminal());
       append_message("Setup finished.");
     } catch (cpputil::interrupt::Exception const& interrupted) {
       std::cout << "\nCancelled.\n";

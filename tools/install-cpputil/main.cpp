@@ -1,8 +1,10 @@
 // install-cpputil: the library's services from a shell.
+#include <algorithm>
 #include <cstdint>
 #include <cstdio>
 #include <filesystem>
 #include <iostream>
+#include <memory>
 #include <new>
 
 #include <CLI/CLI.hpp>
@@ -21,9 +23,31 @@ using namespace install_cpputil_tool;
 
 constexpr char const* kExitStatuses = R"(Exit status:
   0        success
-  1        check found settings that break their rules
+  1        check found settings that break their rules; compare A OP B or sandbox --quiet
+           answers no
   2        an error, told in one line on standard error
   130/143  stopped by SIGINT (Ctrl-C) or SIGTERM)";
+
+// Each command's --help lists its own exit statuses only.
+constexpr char const* kSuccess = "Exit status:\n  0        success\n";
+constexpr char const* kError = "  2        an error, told in one line on standard error";
+constexpr char const* kStopped = "\n  130/143  stopped by SIGINT (Ctrl-C) or SIGTERM";
+
+constexpr char const* kTraceHelp =
+    "Trace every channel to standard error with this severity mask, decimal or 0x hexadecimal "
+    "(e.g. 12 or 0x0C)";
+
+// CLI11 fills positionals in order, so compare's optional OP is one of its own, and its usage
+// line is written here.
+class Formatter : public CLI::Formatter {
+ public:
+  std::string make_usage(CLI::App const* app, std::string name) const override {
+    if (app->get_name() == "compare") {
+      return get_label("Usage") + ": " + name + " [OPTIONS] A [OP] B\n";
+    }
+    return CLI::Formatter::make_usage(app, std::move(name));
+  }
+};
 
 // Installed examples sit beside the program's prefix; a build tree uses the sources', found
 // from the program's own folder so that a tree seen elsewhere (Wine's drive Z:) finds them too.
@@ -56,13 +80,8 @@ void trace_to_standard_error() {
 }
 
 // Every error ends the same way: one line, whatever the text holds.
-int fail(std::string text) {
-  for (char& c : text) {
-    if (static_cast<unsigned char>(c) < 0x20 || c == 0x7F) {
-      c = '?';
-    }
-  }
-  std::cerr << "install-cpputil: " << text << '\n';
+int fail(std::string const& text) {
+  std::cerr << "install-cpputil: " << one_line(text) << '\n';
   return kUsageError;
 }
 
@@ -81,22 +100,24 @@ int run(int argc, char** argv) {
 
   CLI::App app("Installer utilities: input files, rules, versions, the installation log.",
                "install-cpputil");
+  app.formatter(std::make_shared<Formatter>());
   app.footer(kExitStatuses);
   app.set_version_flag("--version", "install-cpputil " INSTALL_CPPUTIL_VERSION);
   app.require_subcommand(1);
-  // Subcommands inherit it, so --trace is taken after the subcommand too.
-  app.fallthrough();
   std::string trace_mask;
-  auto* trace =
-      app.add_option("--trace", trace_mask,
-                     "Trace every channel to standard error with this severity mask, decimal or 0x "
-                     "hexadecimal (e.g. 12 or 0x0C)");
+  std::vector<CLI::Option*> traces;
+  // Before the command or after it, and shown in each command's --help.
+  auto const add_trace = [&](CLI::App* command) {
+    traces.push_back(command->add_option("--trace", trace_mask, kTraceHelp)->type_name("MASK"));
+  };
+  add_trace(&app);
 
   std::string file;
   bool json = false;
   auto* parse = app.add_subcommand("parse", "Print the property map of an input file");
   parse->add_option("FILE", file, "Input file")->required();
   parse->add_flag("--json", json, "Print a JSON object (lists as arrays)");
+  parse->footer(std::string(kSuccess) + kError);
 
   std::string rules;
   std::string log_to;
@@ -105,16 +126,28 @@ int run(int argc, char** argv) {
   check->add_option("--rules", rules, "Rule table: 'key = rule' lines, as an input file")
       ->required();
   auto* check_log = check->add_option("--log", log_to, "Installation log for failed file rules");
+  check->footer(std::string("Exit status:\n  0        every setting keeps its rule\n"
+                            "  1        settings break their rules, each printed on a line\n") +
+                kError);
 
   std::string first;
+  std::string relation;
   std::string second;
-  auto* compare = app.add_subcommand("compare", "Compare two dotted versions: -1, 0 or 1");
+  auto* compare = app.add_subcommand(
+      "compare", "Compare two dotted versions: print -1, 0 or 1, or answer A OP B by exit status");
   compare->add_option("A", first, "First version")->required();
-  compare->add_option("B", second, "Second version")->required();
+  auto* compare_relation = compare->add_option(
+      "OP", relation, "lt, le, eq, ne, ge or gt: print nothing, answer by exit status");
+  auto* compare_second = compare->add_option("B", second, "Second version");
+  compare->footer(std::string("Exit status:\n  0        A B: printed; A OP B: true\n"
+                              "  1        A OP B: false\n") +
+                  kError);
 
   auto* locale = app.add_subcommand("locale", "Print the installer locale, e.g. en_US");
+  locale->footer(std::string(kSuccess) + kError);
 
   std::string root;
+  bool quiet = false;
   auto* sandbox = app.add_subcommand("sandbox", "Tell whether a sandbox anchor is in place");
   auto* sandbox_root =
       sandbox
@@ -122,14 +155,19 @@ int run(int argc, char** argv) {
                        "Installation root to examine: the anchor qx_anchor is looked for beside "
                        "DIR, in its parent folder")
           ->type_name("DIR");
+  sandbox->add_flag("-q,--quiet", quiet, "Print nothing, answer by exit status");
+  sandbox->footer(std::string("Exit status:\n  0        printed; with --quiet: the anchor is in "
+                              "place\n  1        with --quiet: no anchor\n") +
+                  kError);
 
   std::vector<std::string> messages;
   std::vector<std::string> files;
   auto* log = app.add_subcommand("log", "Append messages, then files, to an installation log");
   log->add_option("--to", log_to, "Installation log file")->required();
-  log->add_option("--file", files, "File to copy into the log (repeatable)")
+  log->add_option("--file", files, "File to copy into the log (repeatable; - is standard input)")
       ->allow_extra_args(false);
   log->add_option("MESSAGE", messages, "Messages to append");
+  log->footer(std::string(kSuccess) + kError + kStopped);
 
   DemoOptions demo_options;
   auto* demo = app.add_subcommand("demo", "Run a typical installation on the shipped examples");
@@ -142,6 +180,11 @@ int run(int argc, char** argv) {
       ->check(CLI::Range(1, 1000));
   demo->add_option("--step-ms", demo_options.step_ms, "Milliseconds per step")
       ->check(CLI::Range(0, 60000));
+  demo->footer(std::string(kSuccess) + kError + kStopped);
+
+  for (auto* command : {parse, check, compare, locale, sandbox, log, demo}) {
+    add_trace(command);
+  }
 
   try {
     app.parse(argc, argv);
@@ -154,7 +197,8 @@ int run(int argc, char** argv) {
 
   int status = kUsageError;
   try {
-    if (*trace) {
+    if (std::any_of(traces.begin(), traces.end(),
+                    [](CLI::Option const* option) { return option->count() > 0; })) {
       install::cpputil::diagnostics::set_channel_mask("*", parse_mask(trace_mask));
     }
     if (*parse) {
@@ -162,11 +206,16 @@ int run(int argc, char** argv) {
     } else if (*check) {
       status = check_command(file, rules, *check_log ? std::optional(log_to) : std::nullopt);
     } else if (*compare) {
-      status = compare_command(first, second);
+      if (!*compare_relation) {
+        throw UsageError("B is required (see --help)");
+      }
+      // With two operands, the second stands in OP's place.
+      status = *compare_second ? compare_command(first, relation, second)
+                               : compare_command(first, std::nullopt, relation);
     } else if (*locale) {
       status = locale_command();
     } else if (*sandbox) {
-      status = sandbox_command(*sandbox_root ? std::optional(root) : std::nullopt);
+      status = sandbox_command(*sandbox_root ? std::optional(root) : std::nullopt, quiet);
     } else if (*log) {
       status = log_command(log_to, messages, files);
     } else if (*demo) {

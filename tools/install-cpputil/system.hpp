@@ -21,6 +21,9 @@ std::optional<std::string> input_problem(std::string const& file, bool pipes);
 /// Why a log cannot be written at `file` without blocking, or nothing when it can.
 std::optional<std::string> log_problem(std::string const& file);
 
+/// Whether standard output is a terminal (on Windows, a console).
+bool standard_output_is_terminal();
+
 /// While it lives, the user's requests to stop (SIGINT and SIGTERM; on Windows Ctrl-C,
 /// Ctrl-Break and closing the console) call install::cpputil::interrupt::set() on a thread of
 /// the relay's own, since the handlers themselves may neither trace nor lock. One at a time.

@@ -78,6 +78,8 @@ std::optional<std::string> log_problem(std::string const& file) {
   return std::nullopt;
 }
 
+bool standard_output_is_terminal() { return ::isatty(STDOUT_FILENO) == 1; }
+
 StopRelay::StopRelay() {
   sigemptyset(&stop_signals);
   sigaddset(&stop_signals, SIGINT);

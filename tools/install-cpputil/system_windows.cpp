@@ -83,6 +83,11 @@ std::optional<std::string> input_problem(std::string const& file, bool /*pipes*/
 
 std::optional<std::string> log_problem(std::string const& /*file*/) { return std::nullopt; }
 
+bool standard_output_is_terminal() {
+  DWORD mode = 0;
+  return GetConsoleMode(GetStdHandle(STD_OUTPUT_HANDLE), &mode) != 0;
+}
+
 StopRelay::StopRelay() {
   if (wake == nullptr) {
     wake = CreateEventW(nullptr, FALSE, FALSE, nullptr);
