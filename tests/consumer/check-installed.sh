@@ -52,8 +52,8 @@ if run "$step" "$work/bad.txt" "$work/logs/bad.log" 2>/dev/null; then exit 1; fi
 grep -q ") Step failed: key='mode' value='bogus' rule='strval:typical,custom'$" "$work/logs/bad.log"
 
 echo "-- a sink of the program's own shows each record's channel and severity"
-run "$work/examples/trace/trace_to_stderr$exe" "$work/input.txt" "$work/logs/trace.log" \
-  2>"$work/trace.txt"
+run "$work/examples/trace/trace_to_stderr$exe" "$work/input.txt" "$work/logs/trace.log" 2>&1 \
+  >/dev/null | tr -d '\r' >"$work/trace.txt" # a Windows console's line ends are CR LF
 grep -q '^\[install::cpputil::InputFileParser\] 4  line=Mode = typical$' "$work/trace.txt"
 grep -q '^\[install::cpputil::logger\] 4  msg=Input file read\.$' "$work/trace.txt"
 
