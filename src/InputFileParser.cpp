@@ -4,11 +4,9 @@
 #include "install/cpputil/InputFileParser.hpp"
 
 #include <algorithm>
-#include <array>
 #include <cctype>
 #include <cstddef>
 #include <cstdint>
-#include <cstring>
 #include <stdexcept>
 #include <string_view>
 #include <utility>
@@ -18,17 +16,16 @@
 #include "install/cpputil/Path.hpp"
 
 #include "platform/file.hpp"
-#include "platform/path.hpp"
+#include "platform/filesystem.hpp"
 #include "text.hpp"
 #include "trace/trace.hpp"
+#include "utf.hpp"
 
 namespace install::cpputil {
 namespace {
 
 trace::DiagnosticLogger channel("install::cpputil::InputFileParser");
 std::vector<std::string> const listValuedKeys{"product", "platform"};
-
-namespace rules = text;  // the members below name their argument `text`
 
 // The text after a separator and the run of separators that follows it.
 std::string_view after_run(std::string_view line, std::size_t separator) noexcept {
@@ -48,18 +45,16 @@ bool has_list_key(std::string_view line) noexcept {
   return false;
 }
 
+// Byte-wise tolower into `lowered`, which has room for text.size() bytes.
+void lower_bytes(std::string_view text, char* lowered) {
+  for (char const byte : text) {
+    // As unsigned char: a negative argument is undefined behaviour for tolower.
+    *lowered++ = static_cast<char>(std::tolower(static_cast<unsigned char>(byte)));
+  }
+}
+
 // Buffers reused from line to line, so that a key already in the map costs no allocation.
 struct Scratch {
-  Scratch() {
-    // tolower once per byte value rather than once per key byte; the table keeps the
-    // locale in force when the conversion starts.
-    int byte = 0;
-    for (char& entry : lowered) {
-      entry = static_cast<char>(std::tolower(byte++));
-    }
-  }
-
-  std::array<char, 256> lowered{};
   std::string key_bytes;
   ustring key;
   ustring units;
@@ -67,22 +62,19 @@ struct Scratch {
 
 // Decoded into the scratch buffer first, so that a string made from it is allocated once, at
 // its final size.
-std::u16string_view decoded(std::string_view text, Scratch& scratch) {
-  if (scratch.units.size() < text.size()) {
-    scratch.units.resize(text.size());
+std::u16string_view decoded(std::string_view bytes, Scratch& scratch) {
+  if (scratch.units.size() < bytes.size()) {
+    scratch.units.resize(bytes.size());
   }
-  return {scratch.units.data(), rules::widen_utf8(text, scratch.units.data())};
+  return {scratch.units.data(), utf::utf8_to_utf16(bytes, scratch.units.data())};
 }
 
 void make_key(std::string_view raw, Scratch& scratch) {
-  std::string_view const trimmed = rules::trim(raw);
+  std::string_view const trimmed = text::trim(raw);
   scratch.key_bytes.resize(trimmed.size());
-  for (std::size_t i = 0; i < trimmed.size(); ++i) {
-    // NOLINTNEXTLINE(cppcoreguidelines-pro-bounds-constant-array-index): 256 entries.
-    scratch.key_bytes[i] = scratch.lowered[static_cast<unsigned char>(trimmed[i])];
-  }
+  lower_bytes(trimmed, scratch.key_bytes.data());
   scratch.key.resize(trimmed.size());
-  scratch.key.resize(rules::widen_utf8(scratch.key_bytes, scratch.key.data()));
+  scratch.key.resize(utf::utf8_to_utf16(scratch.key_bytes, scratch.key.data()));
 }
 
 bool is_list_key(std::string const& lowered) {
@@ -97,64 +89,12 @@ void replace_underscores(ustring& text) {
   boost::algorithm::replace_all(text, ustring(1, u'_'), ustring(1, u' '));
 }
 
-#if defined(__GLIBCXX__) && !defined(_GLIBCXX_DEBUG)
-// Where two keys first differ, or the shorter one's size, looking from `from` on: the units
-// before it are known to agree. Four units at a time while they agree, as one file's keys often
-// share long prefixes and std::less<ustring> compares them one unit at a time.
-std::size_t first_difference(ustring const& left, ustring const& right, std::size_t from) noexcept {
-  std::size_t const common = std::min(left.size(), right.size());
-  std::size_t at = from;
-  while (at + 4 <= common && std::memcmp(left.data() + at, right.data() + at, 8) == 0) {
-    at += 4;
-  }
-  while (at < common && left[at] == right[at]) {
-    ++at;
-  }
-  return at;
-}
-
-// std::less<ustring>'s answer, from where the two keys first differ.
-bool less_at(ustring const& left, ustring const& right, std::size_t at) noexcept {
-  return at < std::min(left.size(), right.size()) ? left[at] < right[at]
-                                                  : left.size() < right.size();
-}
-
-// The map's first entry not less than `key`, and whether it is `key`'s own: map::lower_bound's
-// descent, through libstdc++'s node links. Every key below a node lies between the nearest
-// nodes passed on either side, so it shares with `key` at least the units that both of those
-// share with it, and each comparison starts there. The children are fetched while the node's
-// key is compared: a large map misses the cache at every level.
-std::pair<PropertyMap::iterator, bool> find_place(PropertyMap& map, ustring const& key) noexcept {
-  using Node = std::_Rb_tree_node<PropertyMap::value_type>;
-  std::_Rb_tree_node_base* const header = map.end()._M_node;
-  std::_Rb_tree_node_base* bound = header;
-  std::size_t shared_below = 0;  // with the nearest node passed that is less than `key`
-  std::size_t shared_above = 0;  // with the nearest node passed that is not, `bound`
-  for (std::_Rb_tree_node_base* node = header->_M_parent; node != nullptr;) {
-    __builtin_prefetch(node->_M_left);
-    __builtin_prefetch(node->_M_right);
-    // NOLINTNEXTLINE(cppcoreguidelines-pro-type-static-cast-downcast): every node but the header.
-    ustring const& node_key = static_cast<Node*>(node)->_M_valptr()->first;
-    std::size_t const at = first_difference(node_key, key, std::min(shared_below, shared_above));
-    if (less_at(node_key, key, at)) {
-      shared_below = at;
-      node = node->_M_right;
-    } else {
-      shared_above = at;
-      bound = node;
-      node = node->_M_left;
-    }
-  }
-  PropertyMap::iterator const found(bound);
-  return {found,
-          found != map.end() && shared_above == key.size() && found->first.size() == key.size()};
-}
-#else
+// The map's first entry not less than `key`, and whether it is `key`'s own: where to insert the
+// key, or the entry that holds it.
 std::pair<PropertyMap::iterator, bool> find_place(PropertyMap& map, ustring const& key) {
   auto const found = map.lower_bound(key);
   return {found, found != map.end() && found->first == key};
 }
-#endif
 
 // Builds the property map one settings line at a time.
 class Converter {
@@ -177,7 +117,7 @@ class Converter {
     if (scratch_.key_bytes.empty() || is_list_key(scratch_.key_bytes)) {
       return;
     }
-    std::string_view const value = rules::trim(after_run(line, equals));
+    std::string_view const value = text::trim(after_run(line, equals));
     std::u16string_view const units = decoded(value, scratch_);
     auto const [found, present] = find_place(map_, scratch_.key);
     if (!present) {
@@ -196,7 +136,7 @@ class Converter {
     if (present && list == nullptr) {
       return;  // a single setting is not turned into a list
     }
-    ustring entry(decoded(rules::trim(after_run(line, dot)), scratch_));
+    ustring entry(decoded(text::trim(after_run(line, dot)), scratch_));
     replace_underscores(entry);
     if (list != nullptr) {
       list->push_back(std::move(entry));
@@ -227,8 +167,8 @@ void read_kept_lines(ustring const& path, Sized const& sized, Keep const& keep) 
   platform::LineReader reader(file);
   std::string_view line;
   while (reader.next(line)) {
-    std::string_view const kept = rules::trim(line);
-    if (rules::keeps_line(kept)) {
+    std::string_view const kept = text::trim(line);
+    if (text::keeps_line(kept)) {
       CPPUTIL_TRACE(channel, trace::detail) << " line=" << kept;
       keep(kept);
     }
@@ -256,23 +196,20 @@ std::string InputFileParser::getUserInputsFromFile(ustring const& path) const {
 }
 
 std::string InputFileParser::trim(std::string const& text) const {
-  return std::string(rules::trim(text));
+  return std::string(text::trim(text));
 }
 
 std::string InputFileParser::ltrim(std::string const& text) const {
-  return std::string(rules::trim_left(text));
+  return std::string(text::trim_left(text));
 }
 
 std::string InputFileParser::rtrim(std::string const& text) const {
-  return std::string(rules::trim_right(text));
+  return std::string(text::trim_right(text));
 }
 
 std::string InputFileParser::stringToLowerCase(std::string const& text) const {
   std::string lowered(text.size(), '\0');
-  for (std::size_t i = 0; i < text.size(); ++i) {
-    // As unsigned char: a negative argument is undefined behaviour for tolower.
-    lowered[i] = static_cast<char>(std::tolower(static_cast<unsigned char>(text[i])));
-  }
+  lower_bytes(text, lowered.data());
   return lowered;
 }
 

@@ -2,6 +2,7 @@
 
 #include "install/cpputil/Path.hpp"
 
+#include "platform/filesystem.hpp"
 #include "platform/path.hpp"
 
 namespace install::cpputil {

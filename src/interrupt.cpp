@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <thread>
 
+#include "compiler.hpp"
 #include "trace/trace.hpp"
 
 namespace install::cpputil::interrupt {
@@ -18,12 +19,13 @@ constexpr std::chrono::nanoseconds kPauseStep{100'000'000};
 
 // Out of line and cold, so that polling a clear flag costs a load and a return: no registers
 // saved for a trace that is not made.
-[[gnu::cold, gnu::noinline]] void trace_found_set() noexcept {
+CPPUTIL_ATTRIBUTE_COLD CPPUTIL_ATTRIBUTE_NOINLINE void trace_found_set() noexcept {
   CPPUTIL_TRACE(channel, trace::detail) << " interruptStatus=" << true;
 }
 
 // What is_set() does for a set flag, then the throw; out of line for the same reason.
-[[noreturn, gnu::cold, gnu::noinline]] void throw_found_set(std::string const& tag) {
+[[noreturn]] CPPUTIL_ATTRIBUTE_COLD CPPUTIL_ATTRIBUTE_NOINLINE void throw_found_set(
+    std::string const& tag) {
   trace_found_set();
   if (tag.empty()) {
     CPPUTIL_TRACE(channel, trace::event) << "Throw interrupt::Exception with DEFAULT tag.";

@@ -7,11 +7,13 @@
 #include <string>
 #include <utility>
 
+#include "compiler.hpp"
 #include "platform/PlatformUtility.hpp"
 #include "platform/file.hpp"
+#include "platform/filesystem.hpp"
 #include "platform/path.hpp"
-#include "text.hpp"
 #include "trace/trace.hpp"
+#include "utf.hpp"
 
 namespace install::cpputil::logger {
 namespace {
@@ -30,7 +32,7 @@ constexpr char const* kLostRecord = "failed to open destination_file for u8msg "
 // UTF-16 pieces reach the record stream, which converts them under its own locale. An unpaired
 // surrogate becomes U+FFFD first: Boost 1.74's conversion throws on a lone low surrogate and
 // never returns on a trailing high one.
-ustring traced(ustring const& text) { return text::well_formed_utf16(text); }
+ustring traced(ustring const& text) { return utf::well_formed_utf16(text); }
 
 Path current_destination() {
   std::lock_guard<std::mutex> const lock(destination_mutex);
@@ -42,7 +44,7 @@ bool has_destination() { return !current_destination().empty(); }
 // "(" + time stamp + ") ", in UTF-8: the prefix of every record.
 std::string time_stamp_prefix() {
   std::string stamp = platform::PlatformUtility().getPlatformCurrentTime(kTimeStampPattern);
-  text::make_well_formed_utf8(stamp);
+  utf::make_well_formed_utf8(stamp);
   stamp.insert(stamp.begin(), '(');
   stamp += ") ";
   return stamp;
@@ -64,7 +66,7 @@ void stamp_record(std::string& u8message) {
   u8message.push_back('\n');
 }
 
-[[gnu::cold]] void trace_lost(std::string& record) {
+CPPUTIL_ATTRIBUTE_COLD void trace_lost(std::string& record) {
   record.pop_back();
   CPPUTIL_TRACE(channel, trace::detail) << kLostRecord << record;
 }
@@ -211,7 +213,7 @@ void append_file(ustring const& file) {
   }
   input.close();
   text.append("End of the file ").append(name);
-  text::make_well_formed_utf8(text);
+  utf::make_well_formed_utf8(text);
   CPPUTIL_TRACE(channel, trace::detail) << " msg=" << utf8_to_ustring(text);
   write_record(std::move(text));
 }

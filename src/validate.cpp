@@ -13,7 +13,7 @@
 #include "install/cpputil/ustring.hpp"
 
 #include "platform/file.hpp"
-#include "platform/path.hpp"
+#include "platform/filesystem.hpp"
 
 namespace install::cpputil {
 namespace {

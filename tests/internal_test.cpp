@@ -17,6 +17,7 @@
 
 #include "platform/PlatformUtility.hpp"
 #include "platform/file.hpp"
+#include "platform/filesystem.hpp"
 #include "platform/locale.hpp"
 #include "platform/path.hpp"
 #include "support/Scratch.hpp"

@@ -1,10 +1,11 @@
 // File-system operations over std::filesystem, and the installation root.
+#include "platform/filesystem.hpp"
+
 #include <mutex>
 #include <optional>
 #include <stdexcept>
 #include <system_error>
-
-#include "install/cpputil/platform.hpp"
+#include <utility>
 
 #include "platform/path.hpp"
 
@@ -63,16 +64,10 @@ ustring get_install_path() {
   return root;
 }
 
-void set_install_path(ustring const& root) {
+void override_install_path(std::optional<ustring> root) {
   auto& override_root = install_path_override();
   std::lock_guard<std::mutex> const lock(override_root.mutex);
-  override_root.root = root;
-}
-
-void reset_install_path() {
-  auto& override_root = install_path_override();
-  std::lock_guard<std::mutex> const lock(override_root.mutex);
-  override_root.root.reset();
+  override_root.root = std::move(root);
 }
 
 }  // namespace install::cpputil::platform

@@ -1,5 +1,5 @@
-// Diagnostic trace channels: a named Boost.Log severity logger guarded by a per-channel mask.
-// Internal to the library; never installed.
+// Diagnostic trace channels: a named Boost.Log severity logger guarded by a per-channel mask,
+// and the registry of masks by channel name. Internal to the library; never installed.
 #ifndef INSTALL_CPPUTIL_SRC_TRACE_TRACE_HPP
 #define INSTALL_CPPUTIL_SRC_TRACE_TRACE_HPP
 
@@ -18,6 +18,12 @@ inline constexpr int event = 8;   // state changes and decisions
 /// The mask cell of a channel name. Cells are created on first use and never move or die, so
 /// a channel keeps a plain pointer and reads it without any lock.
 std::atomic<std::uint32_t>& mask_cell(std::string const& channel);
+
+/// Sets the mask of `channel`; "*" sets every channel, those made later included.
+void set_mask(std::string const& channel, std::uint32_t mask);
+
+/// The mask of `channel`; for "*", the mask that channels not set by name get.
+std::uint32_t get_mask(std::string const& channel);
 
 class DiagnosticLogger {
  public:

@@ -1,9 +1,9 @@
+#include "platform/filesystem.hpp"
+
 #include <cstdlib>
 #include <filesystem>
 
 #include <dlfcn.h>
-
-#include "platform/path.hpp"
 
 namespace install::cpputil::platform {
 

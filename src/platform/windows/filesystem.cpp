@@ -1,9 +1,9 @@
+#include "platform/filesystem.hpp"
+
 #include <filesystem>
 #include <string>
 
 #include <windows.h>
-
-#include "platform/path.hpp"
 
 namespace install::cpputil::platform {
 namespace {

@@ -1,6 +1,7 @@
-#include <cstring>
-
+// The portable part of files: splitting them into lines.
 #include "platform/file.hpp"
+
+#include <cstring>
 
 namespace install::cpputil::platform {
 

@@ -1,4 +1,6 @@
-// The registry of channel masks and the INSTALL_CPPUTIL_TRACE variable.
+// The registry of channel masks, the INSTALL_CPPUTIL_TRACE variable, and the channels' loggers.
+#include "trace/trace.hpp"
+
 #include <cstdlib>
 #include <map>
 #include <memory>
@@ -6,10 +8,7 @@
 #include <optional>
 #include <string_view>
 
-#include "install/cpputil/diagnostics.hpp"
-
 #include "trace/mask.hpp"
-#include "trace/trace.hpp"
 
 namespace install::cpputil::trace {
 namespace {
@@ -99,17 +98,11 @@ std::atomic<std::uint32_t>& mask_cell(std::string const& channel) {
   return registry().cell(channel);
 }
 
+void set_mask(std::string const& channel, std::uint32_t mask) { registry().set(channel, mask); }
+
+std::uint32_t get_mask(std::string const& channel) { return registry().get(channel); }
+
 DiagnosticLogger::DiagnosticLogger(std::string channel)
     : mask_(&mask_cell(channel)), logger_(boost::log::keywords::channel = std::move(channel)) {}
 
 }  // namespace install::cpputil::trace
-
-namespace install::cpputil::diagnostics {
-
-void set_channel_mask(std::string const& channel, std::uint32_t mask) {
-  trace::registry().set(channel, mask);
-}
-
-std::uint32_t channel_mask(std::string const& channel) { return trace::registry().get(channel); }
-
-}  // namespace install::cpputil::diagnostics
