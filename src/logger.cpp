@@ -170,6 +170,9 @@ Logger::Logger(std::string const& destination) : Logger(utf8_to_ustring(destinat
 Logger::~Logger() { unset_destination(); }
 
 Path const& get_destination() {
+  // Empty on purpose: taking the lock waits for a Logger of another thread that is assigning
+  // the destination, and makes its assignment visible here. The caller then reads the
+  // reference without the lock, which holds while no Logger is made or ended meanwhile.
   { std::lock_guard<std::mutex> const lock(destination_mutex); }
   return destination_file;
 }

