@@ -1,6 +1,6 @@
 // The compiler-specific spellings the library keeps, each behind a macro with a plain fallback
-// (abseil's attributes.h, LLVM's Compiler.h). No other source spells them. CPPUTIL_PLAIN=1, the
-// CMake option INSTALL_CPPUTIL_PLAIN, chooses every fallback, so that CI builds and tests them.
+// for compilers without it; no other source spells them. CPPUTIL_PLAIN=1 (the CMake option
+// INSTALL_CPPUTIL_PLAIN) chooses every fallback, so that CI builds and tests them.
 #ifndef INSTALL_CPPUTIL_SRC_COMPILER_HPP
 #define INSTALL_CPPUTIL_SRC_COMPILER_HPP
 

@@ -55,8 +55,6 @@ char32_t decode_one(unsigned char const* p, unsigned char const* end, std::size_
   return cp;
 }
 
-}  // namespace
-
 #if CPPUTIL_FAST_PATHS
 // Whether the eight bytes at p are all ASCII.
 bool ascii_word(unsigned char const* p) noexcept {
@@ -65,6 +63,8 @@ bool ascii_word(unsigned char const* p) noexcept {
   return (word & 0x8080808080808080U) == 0;
 }
 #endif
+
+}  // namespace
 
 std::size_t utf8_to_utf16(std::string_view bytes, char16_t* out) noexcept {
   auto const* src = reinterpret_cast<unsigned char const*>(bytes.data());
