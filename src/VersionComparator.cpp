@@ -19,39 +19,51 @@ CPPUTIL_ATTRIBUTE_NOINLINE int piece_by_stoi(char16_t const* begin, char16_t con
   return std::stoi(to_string(ustring(begin, end)));
 }
 
-// The piece at `at`, up to the next dot or `end`, as std::stoi reads it; moves `at` past the
-// piece and its dot. Read straight from the UTF-16 text: a unit above 0x7F converts to bytes
-// above 0x7F, which are neither a dot, a sign, a digit nor white space.
-int read_piece(char16_t const*& at, char16_t const* end) {
-  constexpr std::int64_t kLargest = std::numeric_limits<int>::max();
-  char16_t const* const begin = at;
-  char16_t const* piece_end = begin;
-  std::int64_t value = 0;
-  while (piece_end != end && is_digit(*piece_end) && value <= kLargest) {
-    value = value * 10 + (*piece_end - u'0');
-    ++piece_end;
+// The pieces of a version, as std::stoi reads them. Read straight from the UTF-16 text: a unit
+// above 0x7F converts to bytes above 0x7F, which are neither a dot, a sign, a digit nor white
+// space.
+class PieceReader {
+ public:
+  explicit PieceReader(ustring const& version) noexcept
+      : at_(version.data()), end_(version.data() + version.size()) {}
+
+  // A trailing dot ends the last piece without starting another one.
+  bool done() const noexcept { return at_ == end_; }
+
+  // The next piece; moves past it and its dot.
+  int next() {
+    constexpr std::int64_t kLargest = std::numeric_limits<int>::max();
+    char16_t const* const begin = at_;
+    char16_t const* piece_end = begin;
+    std::int64_t value = 0;
+    while (piece_end != end_ && is_digit(*piece_end) && value <= kLargest) {
+      value = value * 10 + (*piece_end - u'0');
+      ++piece_end;
+    }
+    bool const plain = piece_end != begin && value <= kLargest;
+    while (piece_end != end_ && *piece_end != u'.') {
+      ++piece_end;
+    }
+    at_ = piece_end == end_ ? end_ : piece_end + 1;
+    return plain ? static_cast<int>(value) : piece_by_stoi(begin, piece_end);
   }
-  bool const plain = piece_end != begin && value <= kLargest;
-  while (piece_end != end && *piece_end != u'.') {
-    ++piece_end;
-  }
-  at = piece_end == end ? end : piece_end + 1;  // a trailing dot starts no further piece
-  return plain ? static_cast<int>(value) : piece_by_stoi(begin, piece_end);
-}
+
+ private:
+  char16_t const* at_;
+  char16_t const* end_;
+};
 
 }  // namespace
 
 VersionComparator::~VersionComparator() = default;
 
 int VersionComparator::compareVersionNumbers(ustring const& first, ustring const& second) const {
-  char16_t const* left = first.data();
-  char16_t const* const left_end = left + first.size();
-  char16_t const* right = second.data();
-  char16_t const* const right_end = right + second.size();
-  while (left != left_end || right != right_end) {
+  PieceReader left(first);
+  PieceReader right(second);
+  while (!left.done() || !right.done()) {
     // The first version's piece is read first, so its exception wins when both are bad.
-    int const a = left != left_end ? read_piece(left, left_end) : 0;
-    int const b = right != right_end ? read_piece(right, right_end) : 0;
+    int const a = left.done() ? 0 : left.next();
+    int const b = right.done() ? 0 : right.next();
     if (a != b) {
       return a < b ? -1 : 1;
     }
