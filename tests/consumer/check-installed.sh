@@ -14,7 +14,8 @@ if [ "${2:-}" = windows ]; then
   cache=${INSTALL_CPPUTIL_MINGW_CACHE:-${XDG_CACHE_HOME:-$HOME/.cache}/install_cpputil/mingw-w64}
   export WINEPATH=$prefix/bin
   run() { "$repo/cmake/windows/wine-run" "$cache" "$@"; }
-  exe=.exe cxx=x86_64-w64-mingw32-g++-posix lib=$prefix/bin/install_cpputil.dll
+  exe=.exe cxx=x86_64-w64-mingw32-g++-posix cc=x86_64-w64-mingw32-gcc-posix
+  lib=$prefix/bin/install_cpputil.dll
   test -f "$prefix/lib/libinstall_cpputil.dll.a"
   # The toolchain file searches only the MinGW prefixes, so the package is named directly.
   cmake_args=(-DCMAKE_TOOLCHAIN_FILE="$repo/cmake/windows/toolchain.cmake"
@@ -25,16 +26,19 @@ if [ "${2:-}" = windows ]; then
   }
 else
   run() { LD_LIBRARY_PATH=$prefix/lib "$@"; }
-  exe="" cxx=c++ lib=$prefix/lib/libinstall_cpputil.so.1 cmake_args=(-DCMAKE_PREFIX_PATH="$prefix")
+  exe="" cxx=c++ cc=cc lib=$prefix/lib/libinstall_cpputil.so.1
+  cmake_args=(-DCMAKE_PREFIX_PATH="$prefix")
+  version=$(sed -n 's/^#define INSTALL_CPPUTIL_VERSION_STRING "\(.*\)"$/\1/p' \
+    "$prefix/include/install/cpputil/version.hpp")
   test -L "$prefix/lib/libinstall_cpputil.so"
-  test -f "$prefix/lib/libinstall_cpputil.so.1.0.0"
+  test -f "$prefix/lib/libinstall_cpputil.so.$version"
   [ "$(objdump -p "$lib" | awk '/SONAME/ {print $2}')" = libinstall_cpputil.so.1 ]
   exports() { nm -DC --defined-only "$lib" | awk '{ $1=""; $2=""; print substr($0,3) }'; }
 fi
 test -f "$lib"
 
-echo "-- find_package consumers: the boundary test and the examples"
-for project in tests/consumer examples/consumer examples/trace examples/cancel; do
+echo "-- find_package consumers: the boundary test and the examples, C++ and C"
+for project in tests/consumer examples/consumer examples/trace examples/cancel examples/c; do
   cmake -S "$repo/$project" -B "$work/$project" -G Ninja "${cmake_args[@]}" >/dev/null
   cmake --build "$work/$project" >/dev/null
 done
@@ -43,6 +47,8 @@ printf 'Mode = typical\nport = 8443\n' >"$work/input.txt"
 step=$work/examples/consumer/installer_step$exe
 run "$step" "$work/input.txt" "$work/logs/step.log" >/dev/null
 grep -q ') Step finished.$' "$work/logs/step.log"
+run "$work/examples/c/installer_step_c$exe" "$work/input.txt" "$work/logs/c.log"
+[ "$(grep -c ') Step finished.$' "$work/logs/c.log")" = 1 ]
 # No sink of its own: Boost.Log's default sink prints the records on standard output.
 run "$step" "$work/input.txt" "$work/logs/step.log" --trace >"$work/trace.txt" 2>/dev/null
 grep -q 'set destination' "$work/trace.txt"
@@ -75,6 +81,11 @@ export PKG_CONFIG_PATH=$prefix/lib/pkgconfig
   $(pkg-config --cflags --libs install_cpputil)
 run "$work/pc$exe" "$work/input.txt" "$work/logs/pc.log" >/dev/null
 grep -q ') Step finished.$' "$work/logs/pc.log"
+# shellcheck disable=SC2046
+"$cc" -std=c11 "$repo/examples/c/installer_step.c" -o "$work/pc-c$exe" \
+  $(pkg-config --cflags --libs install_cpputil)
+run "$work/pc-c$exe" "$work/input.txt" "$work/logs/pc-c.log"
+grep -q ') Step finished.$' "$work/logs/pc-c.log"
 if [ -z "$exe" ]; then # the README's line for a program with a sink of its own
   # shellcheck disable=SC2046
   "$cxx" -std=c++17 -DBOOST_LOG_DYN_LINK "$repo/examples/trace/main.cpp" -o "$work/pc-trace" \
@@ -89,10 +100,18 @@ for h in "$prefix"/include/install/cpputil/*.hpp; do
   echo "#include \"install/cpputil/$(basename "$h")\"" >"$work/h.cpp"
   "$cxx" -std=c++17 -Wall -Wextra -Wpedantic -Werror -I"$prefix/include" -c "$work/h.cpp" -o /dev/null
 done
+echo "-- the C header alone, as C11 and as C++17"
+echo '#include "install/cpputil/cpputil.h"' >"$work/h.c"
+"$cc" -std=c11 -Wall -Wextra -Wpedantic -Werror -I"$prefix/include" -c "$work/h.c" -o /dev/null
+"$cxx" -x c++ -std=c++17 -Wall -Wextra -Wpedantic -Werror -I"$prefix/include" -c "$work/h.c" \
+  -o /dev/null
 
-echo "-- exported symbols are ours"
-others=$(exports | grep -v -E '^install::cpputil::|^(typeinfo|typeinfo name|vtable) for install::cpputil::|^shouldAppend\(' || true)
+echo "-- exported symbols are ours: the C++ interface, and the C header's functions exactly"
+others=$(exports | grep -v -E '^install::cpputil::|^(typeinfo|typeinfo name|vtable) for install::cpputil::|^shouldAppend\(|^install_cpputil_[a-z0-9_]+$' || true)
 if [ -n "$others" ]; then echo "unexpected exports:"; echo "$others"; exit 1; fi
+diff <(exports | grep -E '^install_cpputil_' | sort) \
+  <(grep -o -E '\binstall_cpputil_[a-z0-9_]+\(' "$prefix/include/install/cpputil/cpputil.h" |
+    tr -d '(' | sort -u)
 
 echo "-- the installed tool and its examples"
 run "$prefix/bin/install-cpputil$exe" --version
