@@ -1,11 +1,12 @@
 // Polling the interrupt flag while it is clear, against the floors of a bare atomic load, of the
 // same load behind a call, and of that call into another shared library, which is what is_set
-// costs at best from another binary.
+// costs at best from another binary; and is_set through the C interface beside the C++ call.
 #include <atomic>
 #include <string>
 
 #include <benchmark/benchmark.h>
 
+#include "install/cpputil/cpputil.h"
 #include "install/cpputil/interrupt.hpp"
 
 bool floor_library_load() noexcept;
@@ -43,6 +44,13 @@ void BM_IsSetClear(benchmark::State& state) {
   }
 }
 BENCHMARK(BM_IsSetClear)->ThreadRange(1, 2);
+
+void BM_IsSetClearThroughC(benchmark::State& state) {
+  for (auto _ : state) {
+    benchmark::DoNotOptimize(install_cpputil_interrupt_is_set());
+  }
+}
+BENCHMARK(BM_IsSetClearThroughC)->ThreadRange(1, 2);
 
 void BM_ThrowIfSetClear(benchmark::State& state) {
   std::string const tag = "copying";

@@ -1,6 +1,7 @@
 // append_message against its floor: a C loop that stamps the same record and opens, writes and
-// closes the file for each one. spdlog's file sink, flushed on every record but kept open, is
-// there for context. Every file lives in a scratch folder that is removed at the end.
+// closes the file for each one; and through the C interface beside the C++ call. spdlog's file
+// sink, flushed on every record but kept open, is there for context. Every file lives in a
+// scratch folder that is removed at the end.
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
@@ -20,6 +21,7 @@
 #include <spdlog/sinks/basic_file_sink.h>
 #include <spdlog/spdlog.h>
 
+#include "install/cpputil/cpputil.h"
 #include "install/cpputil/logger.hpp"
 
 namespace {
@@ -73,6 +75,12 @@ void BM_CFloor(benchmark::State& state) {
 void BM_AppendMessageUtf8(benchmark::State& state) {
   for (auto _ : state) {
     logger::append_message(kMessage);
+  }
+}
+
+void BM_AppendMessageThroughC(benchmark::State& state) {
+  for (auto _ : state) {
+    install_cpputil_append_message(kMessage.c_str());
   }
 }
 
@@ -167,6 +175,7 @@ BENCHMARK(BM_AppendFilePeakMemory)
     ->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_CFloor)->Threads(1)->Threads(2)->Threads(4)->UseRealTime();
 BENCHMARK(BM_AppendMessageUtf8)->Threads(1)->Threads(2)->Threads(4)->UseRealTime();
+BENCHMARK(BM_AppendMessageThroughC)->Threads(1)->Threads(2)->Threads(4)->UseRealTime();
 BENCHMARK(BM_AppendMessageUtf16)->UseRealTime();
 BENCHMARK(BM_SpdlogFileSinkFlushed)->Threads(1)->Threads(2)->Threads(4)->UseRealTime();
 BENCHMARK(BM_AppendMessageMemory)->Iterations(1000000)->UseRealTime();

@@ -339,7 +339,7 @@ void install_cpputil_forget_last_destination(void) noexcept {
 }
 
 void install_cpputil_interrupt_set(void) noexcept { lib::interrupt::set(); }
-int install_cpputil_interrupt_is_set(void) noexcept { return lib::interrupt::is_set() ? 1 : 0; }
+// install_cpputil_interrupt_is_set is defined beside the flag, in interrupt.cpp.
 void install_cpputil_interrupt_unset(void) noexcept { lib::interrupt::detail::unset(); }
 int install_cpputil_interrupt_throw_if_set(char const* tag) noexcept {
   return guard([&] { lib::interrupt::throw_if_set(text(tag, "tag")); });

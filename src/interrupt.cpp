@@ -5,6 +5,8 @@
 #include <cstdlib>
 #include <thread>
 
+#include "install/cpputil/cpputil.h"
+
 #include "compiler.hpp"
 #include "trace/trace.hpp"
 
@@ -21,6 +23,16 @@ constexpr std::chrono::nanoseconds kPauseStep{100'000'000};
 // saved for a trace that is not made.
 CPPUTIL_ATTRIBUTE_COLD CPPUTIL_ATTRIBUTE_NOINLINE void trace_found_set() noexcept {
   CPPUTIL_TRACE(channel, trace::detail) << " interruptStatus=" << true;
+}
+
+// The poll, inlined into is_set and into the C interface's poll alike, so that neither pays a
+// call to the other.
+bool poll() noexcept {
+  bool const value = flag.load();
+  if (value) {
+    trace_found_set();
+  }
+  return value;
 }
 
 // What is_set() does for a set flag, then the throw; out of line for the same reason.
@@ -40,13 +52,7 @@ CPPUTIL_ATTRIBUTE_COLD CPPUTIL_ATTRIBUTE_NOINLINE void trace_found_set() noexcep
 Exception::Exception() : std::runtime_error("Interrupted.") {}
 Exception::Exception(std::string const& tag) : std::runtime_error("Interrupted. " + tag) {}
 
-bool is_set() noexcept {
-  bool const value = flag.load();
-  if (value) {
-    trace_found_set();
-  }
-  return value;
-}
+bool is_set() noexcept { return poll(); }
 
 void throw_if_set(std::string const& tag) {
   if (flag.load()) {
@@ -82,3 +88,7 @@ void pause_and_throw_if_set(char const* name) {
 }  // namespace test
 
 }  // namespace install::cpputil::interrupt
+
+int install_cpputil_interrupt_is_set(void) noexcept {
+  return install::cpputil::interrupt::poll() ? 1 : 0;
+}
