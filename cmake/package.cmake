@@ -7,7 +7,8 @@ set(CPACK_DEBIAN_RUNTIME_PACKAGE_NAME libinstall-cpputil${PROJECT_VERSION_MAJOR}
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_NAME libinstall-cpputil-dev)
 set(CPACK_DEBIAN_TOOL_PACKAGE_NAME install-cpputil)
 set(CPACK_DEBIAN_DOCUMENTATION_PACKAGE_NAME libinstall-cpputil-doc)
-set(CPACK_COMPONENTS_ALL runtime development)
+set(CPACK_DEBIAN_PYTHON_PACKAGE_NAME python3-install-cpputil)
+set(CPACK_COMPONENTS_ALL runtime development python)
 if(INSTALL_CPPUTIL_BUILD_TOOLS)
   list(APPEND CPACK_COMPONENTS_ALL tool)
 endif()
@@ -79,9 +80,9 @@ if(INSTALL_CPPUTIL_BUILD_DOCS)
     "Document: ${CPACK_DEBIAN_DOCUMENTATION_PACKAGE_NAME}\n"
     "Title: install_cpputil API reference\n"
     "Author: The install_cpputil authors\n"
-    "Abstract: The C++ interface of install_cpputil, utilities for the components of a\n"
-    " desktop software installer, with pages on the input file, the installation log, the\n"
-    " rule strings and the trace channels.\n"
+    "Abstract: The C++ and C interfaces of install_cpputil, utilities for the components of\n"
+    " a desktop software installer, with pages on the input file, the installation log, the\n"
+    " rule strings, the trace channels, the C interface and the Python module.\n"
     "Section: Programming/C++\n\n"
     "Format: HTML\n"
     "Index: /usr/${CMAKE_INSTALL_DOCDIR}/html/index.html\n"
@@ -124,6 +125,10 @@ set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SUGGESTS ${CPACK_DEBIAN_DOCUMENTATION_PACKA
 set(CPACK_DEBIAN_TOOL_PACKAGE_SECTION utils)
 set(CPACK_DEBIAN_DOCUMENTATION_PACKAGE_SECTION doc)
 set(CPACK_DEBIAN_DOCUMENTATION_PACKAGE_ARCHITECTURE all)
+# Pure Python that calls the library's C functions by name: for this very version of them.
+set(CPACK_DEBIAN_PYTHON_PACKAGE_SECTION python)
+set(CPACK_DEBIAN_PYTHON_PACKAGE_ARCHITECTURE all)
+set(CPACK_DEBIAN_PYTHON_PACKAGE_DEPENDS "python3:any")
 
 set(cpputil_about "install_cpputil is a C++ library for the components of a desktop software
 installer: the installation log, a cancel flag that reaches long-running work
@@ -136,8 +141,8 @@ This package contains the shared library.")
 set(CPACK_COMPONENT_DEVELOPMENT_DESCRIPTION "C++ utilities for software installers - development files
 ${cpputil_about}
 
-This package contains the C++17 headers, the CMake package and the pkg-config
-file.")
+This package contains the C++17 headers, the C header, the CMake package and
+the pkg-config file.")
 set(CPACK_COMPONENT_TOOL_DESCRIPTION "installer utilities from the shell
 ${cpputil_about}
 
@@ -147,11 +152,17 @@ set(CPACK_COMPONENT_DOCUMENTATION_DESCRIPTION "C++ utilities for software instal
 ${cpputil_about}
 
 This package contains the API reference in HTML, with pages on the input
-file, the installation log, the rule strings and the trace channels, the
-README and the examples.")
+file, the installation log, the rule strings, the trace channels, the C
+interface and the Python module, the README and the examples.")
+set(CPACK_COMPONENT_PYTHON_DESCRIPTION "installer utilities for Python 3
+${cpputil_about}
+
+This package contains the Python 3 module install_cpputil, pure Python over
+the library's C interface.")
 
 include(CPack)
 cpack_add_component(runtime DISPLAY_NAME "Shared library")
 cpack_add_component(development DISPLAY_NAME "Development files" DEPENDS runtime)
 cpack_add_component(tool DISPLAY_NAME "Command-line tool" DEPENDS runtime)
 cpack_add_component(documentation DISPLAY_NAME "Documentation")
+cpack_add_component(python DISPLAY_NAME "Python module" DEPENDS runtime)
