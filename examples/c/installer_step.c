@@ -47,7 +47,7 @@ static int step(char const* input_file) {
   }
   for (int part = 1; part <= 3; ++part) {
     if (install_cpputil_interrupt_throw_if_set("copying") == INSTALL_CPPUTIL_INTERRUPTED) {
-      return failed("cancelled");  /* "Interrupted. copying" */
+      return failed("cancelled"); /* "Interrupted. copying" */
     }
     char message[64];
     snprintf(message, sizeof message, "Copied part %d of 3.", part);
@@ -62,7 +62,7 @@ int main(int argc, char** argv) {
     fprintf(stderr, "usage: installer_step_c INPUT_FILE LOG_FILE\n");
     return 2;
   }
-  install_cpputil_logger* log = NULL;  /* the installation log, until the step ends */
+  install_cpputil_logger* log = NULL; /* the installation log, until the step ends */
   if (install_cpputil_logger_create(argv[2], &log) != INSTALL_CPPUTIL_OK) {
     return failed("cannot open the log");
   }

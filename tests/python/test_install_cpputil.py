@@ -97,7 +97,8 @@ def test_queries_answer_in_python_types(scratch):
 
 
 @pytest.mark.parametrize("mode, status, last", [
-    ("typical", 0, "Step finished."), ("odd", 1, "key='mode' value='odd' rule='strval:typical,custom'"),
+    ("typical", 0, "Step finished."),
+    ("odd", 1, "key='mode' value='odd' rule='strval:typical,custom'"),
 ], ids=["Passes", "BreaksARule"])
 def test_example_step(scratch, mode, status, last):
     (scratch / "in.txt").write_text(f"Mode = {mode}\nport = 8443\n")
