@@ -111,7 +111,7 @@ T& out(T* pointer, char const* name) {
 
 template <typename Char>
 std::basic_string<Char> text(Char const* pointer, char const* name) {
-  return {&out(pointer, name)};
+  return std::basic_string<Char>(&out(pointer, name));
 }
 
 std::string utf8(std::string text) { return text; }
