@@ -75,21 +75,19 @@ static void nulls(void) {
   char const* gap[] = {"port", NULL};
   row("Text", install_cpputil_logger_create(NULL, &logger), BAD, "destination is null");
   row("TextU16", install_cpputil_append_message_u16(none16), BAD, "message is null");
-  row("Tag", install_cpputil_interrupt_throw_if_set(NULL), BAD, "tag is null");
-  row("SecondText", install_cpputil_compare_versions("1", NULL, &result), BAD, "second is null");
   row("Scope", install_cpputil_logger_create_u16(u"x.log", NULL), BAD, "logger is null");
   row("Map", install_cpputil_parse_u16(u"in.txt", NULL), BAD, "map is null");
   row("SettingsText", install_cpputil_settings_text("in.txt", NULL, NULL), BAD, "text is null");
   row("Result", install_cpputil_validate_strval("a", "a", NULL), BAD, "result is null");
-  row("SandboxResult", install_cpputil_is_sandbox_path_exist(NULL), BAD, "result is null");
   row("Mask", install_cpputil_channel_mask("c", NULL), BAD, "mask is null");
   row("Buffer", install_cpputil_get_destination(NULL, 4, NULL), BAD, "buffer is null");
   row("BufferU16", install_cpputil_locale_u16(NULL, 4, &needed), BAD, "buffer is null");
   row("Handle", install_cpputil_map_find(NULL, "k", &needed), BAD, "map is null");
-  row("HandleU16", install_cpputil_map_value_u16(NULL, 0, 0, text16, 1, NULL), BAD, "map is null");
   row("Table", install_cpputil_validate_args(NULL, 1, NULL, 0), BAD, "arguments is null");
   row("TableEntry", install_cpputil_validate_args(gap, 1, gap, 0), BAD, "arguments[1] is null");
   row("TableU16", install_cpputil_validate_args_u16(NULL, 0, NULL, 2), BAD, "rules is null");
+  row("TableTooLong", install_cpputil_validate_args(gap, SIZE_MAX, gap, 0), BAD,
+      "arguments count out of range");
   same("NullMapSize", install_cpputil_map_size(NULL) == 0);
   install_cpputil_free(NULL);
   install_cpputil_map_free(NULL);
@@ -172,6 +170,7 @@ static void input_file(void) {
   same("ValueTextU16", EQUAL16(text16, u"Core Runtime"));
   row("ItemOutOfRange", install_cpputil_map_value(map, 0, 1, text, sizeof text, NULL), BAD,
       "item out of range");
+  row("ListItemOutOfRange", install_cpputil_map_value(map, 2, 2, text, 9, NULL), BAD, NULL);
   text[0] = 'x';
   row("BufferTooSmall", install_cpputil_map_value(map, 0, 0, text, 3, &needed), SMALL,
       "buffer too small");
@@ -287,6 +286,7 @@ int main(void) {
   interrupt();
   out_of_memory();
   row("SuccessEmptiesTheText", install_cpputil_validate_arg("k", "v", "x"), OK, "");
+  same("SuccessEmptiesTheTextU16", install_cpputil_last_error_u16()[0] == 0);
   printf("%s\n", failures == 0 ? "all rows passed" : "some rows failed");
   return failures == 0 ? 0 : 1;
 }
