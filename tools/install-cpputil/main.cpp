@@ -1,11 +1,14 @@
 // install-cpputil: the library's services from a shell.
 #include <algorithm>
+#include <charconv>
 #include <cstdint>
 #include <cstdio>
 #include <filesystem>
 #include <iostream>
 #include <memory>
 #include <new>
+#include <string_view>
+#include <system_error>
 
 #include <CLI/CLI.hpp>
 #include <boost/log/expressions.hpp>
@@ -15,7 +18,6 @@
 
 #include "install-cpputil/commands.hpp"
 #include "install-cpputil/system.hpp"
-#include "trace/mask.hpp"
 
 namespace {
 
@@ -61,12 +63,21 @@ std::string default_examples() {
   return (self.parent_path() / INSTALL_CPPUTIL_SOURCE_EXAMPLES).lexically_normal().u8string();
 }
 
-// As INSTALL_CPPUTIL_TRACE reads a mask.
+// As INSTALL_CPPUTIL_TRACE reads a mask: decimal, or hexadecimal after "0x"; no sign, 32 bits.
 std::uint32_t parse_mask(std::string const& text) {
-  if (auto const mask = install::cpputil::trace::parse_mask(text)) {
-    return *mask;
+  std::string_view digits = text;
+  int base = 10;
+  if (digits.size() > 2 && digits[0] == '0' && (digits[1] == 'x' || digits[1] == 'X')) {
+    digits.remove_prefix(2);
+    base = 16;
   }
-  throw UsageError("not a trace mask: '" + text + "'");
+  std::uint32_t mask = 0;
+  char const* const end = digits.data() + digits.size();
+  auto const result = std::from_chars(digits.data(), end, mask, base);
+  if (digits.empty() || result.ec != std::errc() || result.ptr != end) {
+    throw UsageError("not a trace mask: '" + text + "'");
+  }
+  return mask;
 }
 
 // Our own sink keeps traces off standard output, where the commands print their results.
