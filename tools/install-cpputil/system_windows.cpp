@@ -1,6 +1,5 @@
 // The tool's calls to Windows: a console control handler, GetModuleFileNameW, file handles.
 #include <system_error>
-#include <vector>
 
 #include <windows.h>
 
@@ -18,11 +17,6 @@ namespace {
 std::atomic<int> stop_status{0};
 HANDLE wake = nullptr;      // auto-reset: a request came, or the relay is ending
 HANDLE finished = nullptr;  // manual-reset: the relay has ended
-
-std::wstring wide(std::string const& utf8) {
-  install::cpputil::ustring const text = install::cpputil::utf8_to_ustring(utf8);
-  return {text.begin(), text.end()};
-}
 
 std::string error_text(DWORD error) {
   return std::system_category().message(static_cast<int>(error));
@@ -43,23 +37,19 @@ BOOL WINAPI on_console_event(DWORD event) {
 }  // namespace
 
 std::filesystem::path own_path() {
-  std::vector<wchar_t> name(MAX_PATH);
-  for (;;) {
-    DWORD const size = GetModuleFileNameW(nullptr, name.data(), static_cast<DWORD>(name.size()));
-    if (size == 0) {
-      return {};
-    }
-    if (size < name.size()) {
-      return std::wstring(name.data(), size);
-    }
-    name.resize(name.size() * 2);  // cut short: a long path
+  std::wstring name(32768, L'\0');  // the longest path Windows has: no retry with a larger one
+  DWORD const size = GetModuleFileNameW(nullptr, name.data(), static_cast<DWORD>(name.size()));
+  if (size == 0 || size == name.size()) {
+    return {};
   }
+  name.resize(size);
+  return name;
 }
 
 // Nothing in the file system blocks on opening here: a file or a device, but never a pipe
 // without a writer, so a handle opened and closed at once tells what reading it would meet.
 std::optional<std::string> input_problem(std::string const& file, bool /*pipes*/) {
-  std::wstring const name = wide(file);
+  std::filesystem::path const name(install::cpputil::utf8_to_ustring(file));
   DWORD const attributes = GetFileAttributesW(name.c_str());
   if (attributes == INVALID_FILE_ATTRIBUTES) {
     return error_text(GetLastError());

@@ -9,6 +9,8 @@
 
 #include "install/cpputil/ustring.hpp"
 
+#include "platform/windows/wide.hpp"
+
 namespace install::cpputil::platform {
 namespace {
 
@@ -21,14 +23,9 @@ _locale_t classic_locale() {
 }
 
 ustring environment_variable(wchar_t const* name) {
-  std::wstring value(256, L'\0');
-  DWORD length = ::GetEnvironmentVariableW(name, value.data(), static_cast<DWORD>(value.size()));
-  if (length >= value.size()) {
-    value.resize(length);
-    length = ::GetEnvironmentVariableW(name, value.data(), static_cast<DWORD>(value.size()));
-  }
-  return length == 0 || length >= value.size() ? ustring()
-                                               : ustring(value.begin(), value.begin() + length);
+  return grown_text([name](wchar_t* buffer, DWORD size) {
+    return ::GetEnvironmentVariableW(name, buffer, size);
+  });
 }
 
 }  // namespace
@@ -52,8 +49,7 @@ std::string PlatformUtility::getPlatformCurrentTime(std::string const& pattern) 
   if (::_localtime64_s(&local, &now) != 0 || classic_locale() == nullptr) {
     return {};
   }
-  ustring const wide_pattern = utf8_to_ustring(pattern);
-  std::wstring const format(wide_pattern.begin(), wide_pattern.end());
+  std::wstring const format = wide(utf8_to_ustring(pattern));
   std::wstring text(64, L'\0');
   while (!format.empty() && text.size() <= kMaxTimeText) {
     std::size_t const length =

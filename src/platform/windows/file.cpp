@@ -5,6 +5,7 @@
 #include <windows.h>
 
 #include "platform/path.hpp"
+#include "platform/windows/wide.hpp"
 
 namespace install::cpputil::platform {
 namespace {
@@ -22,8 +23,7 @@ HANDLE open_native(ustring const& path, DWORD access, DWORD disposition, DWORD f
   if (!is_nameable(path)) {
     return INVALID_HANDLE_VALUE;
   }
-  std::wstring const name(path.begin(), path.end());
-  return ::CreateFileW(name.c_str(), access, kShareAll, nullptr, disposition,
+  return ::CreateFileW(wide(path).c_str(), access, kShareAll, nullptr, disposition,
                        FILE_ATTRIBUTE_NORMAL | flags, nullptr);
 }
 

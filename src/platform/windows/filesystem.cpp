@@ -5,35 +5,10 @@
 
 #include <windows.h>
 
+#include "platform/windows/wide.hpp"
+
 namespace install::cpputil::platform {
-namespace {
-
-// Calls `fill(buffer, size)`, which answers like GetModuleFileNameW or GetTempPathW, with ever
-// larger buffers up to the longest path the system allows.
-template <typename Fill>
-ustring grown_text(Fill fill) {
-  constexpr DWORD kLongestPath = 32768;
-  std::wstring buffer(MAX_PATH + 1, L'\0');
-  for (;;) {
-    DWORD const length = fill(buffer.data(), static_cast<DWORD>(buffer.size()));
-    if (length == 0) {
-      return {};
-    }
-    if (length < buffer.size()) {
-      return {buffer.begin(), buffer.begin() + length};
-    }
-    if (buffer.size() > kLongestPath) {
-      return {};
-    }
-    buffer.resize(std::max<std::size_t>(buffer.size() * 2, length + 1));
-  }
-}
-
-}  // namespace
-
-std::filesystem::path native_path(ustring const& text) {
-  return std::wstring(text.begin(), text.end());
-}
+std::filesystem::path native_path(ustring const& text) { return wide(text); }
 
 ustring temp_directory_name() {
   return grown_text([](wchar_t* buffer, DWORD size) { return ::GetTempPathW(size, buffer); });
