@@ -4,20 +4,21 @@
 #include <array>
 #include <cctype>
 #include <cstdint>
-#include <cstdio>
-#include <cstdlib>
 #include <filesystem>
+#include <fstream>
+#include <random>
 #include <sstream>
 #include <string>
 #include <string_view>
 
-#include <unistd.h>
-
 #include "install/cpputil/InputFileParser.hpp"
+
+#include "tests/support/Printed.hpp"
 
 namespace {
 
 using namespace install::cpputil;
+using testing::check_same;
 
 constexpr std::string_view kWhitespace = " \t\n\v\f\r";
 constexpr std::array<std::string_view, 2> kListKeys{"product", "platform"};
@@ -86,31 +87,45 @@ PropertyMap convert(std::string const& settings) {
   return map;
 }
 
-void check(bool ok) {
-  if (!ok) {
-    std::abort();
+// A file in a folder of the run's own, which nothing else can have planted; gone at exit.
+class ScratchFile {
+ public:
+  ScratchFile() {
+    std::random_device random;
+    do {
+      dir_ = std::filesystem::temp_directory_path() / ("cpputil-parse-" + std::to_string(random()));
+    } while (!std::filesystem::create_directory(dir_));
   }
-}
+  ~ScratchFile() {
+    std::error_code ignored;
+    std::filesystem::remove_all(dir_, ignored);
+  }
+  ScratchFile(ScratchFile const&) = delete;
+  ScratchFile& operator=(ScratchFile const&) = delete;
+  std::filesystem::path path() const { return dir_ / "input"; }
+
+ private:
+  std::filesystem::path dir_;
+};
 
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size) {
   std::string const text(reinterpret_cast<char const*>(data), size);
   InputFileParser parser;
-  check(parser.convertInputsToPropertyMap(text) == convert(text));
-  check(parser.ltrim(text) == ltrim(text) && parser.rtrim(text) == rtrim(text) &&
-        parser.trim(text) == trim(text));
-  check(parser.stringToLowerCase(text) == lower(text) && shouldAppend(text) == should_append(text));
+  check_same("convertInputsToPropertyMap", parser.convertInputsToPropertyMap(text), convert(text));
+  check_same("ltrim", parser.ltrim(text), ltrim(text));
+  check_same("rtrim", parser.rtrim(text), rtrim(text));
+  check_same("trim", parser.trim(text), trim(text));
+  check_same("stringToLowerCase", parser.stringToLowerCase(text), lower(text));
+  check_same("shouldAppend", shouldAppend(text), should_append(text));
 
-  static std::string const file = [] {  // a name of its own for the run
-    std::string name = (std::filesystem::temp_directory_path() / "cpputil-parse-XXXXXX").string();
-    check(::close(::mkstemp(name.data())) == 0);
-    return name;
-  }();
-  std::FILE* out = std::fopen(file.c_str(), "wb");
-  check(out != nullptr && std::fwrite(data, 1, size, out) == size && std::fclose(out) == 0);
-  check(parser.getUserInputsFromFile(utf8_to_ustring(file)) == settings_text(text));
-  check(parser.parse(utf8_to_ustring(file)) == convert(settings_text(text)));
-  std::remove(file.c_str());
+  static ScratchFile const scratch;
+  ustring const file = utf8_to_ustring(scratch.path().u8string());
+  if (std::ofstream out(scratch.path(), std::ios::binary); !(out << text).flush()) {
+    throw std::runtime_error("cannot write " + scratch.path().u8string());
+  }
+  check_same("getUserInputsFromFile", parser.getUserInputsFromFile(file), settings_text(text));
+  check_same("parse", parser.parse(file), convert(settings_text(text)));
   return 0;
 }

@@ -2,7 +2,6 @@
 // through std::istringstream and std::stoi: same results, same exceptions with the same texts.
 // Nothing but std::invalid_argument and std::out_of_range may escape.
 #include <cstdint>
-#include <cstdlib>
 #include <stdexcept>
 #include <string>
 #include <typeinfo>
@@ -10,6 +9,7 @@
 #include "install/cpputil/VersionComparator.hpp"
 
 #include "tests/support/LiteralVersion.hpp"
+#include "tests/support/Printed.hpp"
 
 namespace cpputil = install::cpputil;
 
@@ -36,12 +36,11 @@ extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size
   cpputil::VersionComparator const comparator;
   for (int first = 0; first < 2; ++first) {
     cpputil::ustring const &a = versions[first], &b = versions[1 - first];
-    if (outcome([&] { return comparator.compareVersionNumbers(a, b); }) !=
-            outcome([&] { return cpputil::test::literal_compare(a, b); }) ||
-        comparator.tokenizeString(cpputil::to_string(a)) !=
-            cpputil::test::literal_tokenize(cpputil::to_string(a))) {
-      std::abort();
-    }
+    cpputil::testing::check_same("compareVersionNumbers",
+                                 outcome([&] { return comparator.compareVersionNumbers(a, b); }),
+                                 outcome([&] { return cpputil::test::literal_compare(a, b); }));
+    cpputil::testing::check_same("tokenizeString", comparator.tokenizeString(cpputil::to_string(a)),
+                                 cpputil::test::literal_tokenize(cpputil::to_string(a)));
   }
   return 0;
 }

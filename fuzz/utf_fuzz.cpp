@@ -2,16 +2,18 @@
 // for each maximal ill-formed subpart and each unpaired surrogate, and UTF-8 decoding must
 // round-trip what it produces.
 #include <cstdint>
-#include <cstdlib>
 #include <string>
 
 #include <unicode/unistr.h>
 
 #include "install/cpputil/ustring.hpp"
 
+#include "tests/support/Printed.hpp"
+
 extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size) {
   using install::cpputil::ustring_to_utf8;
   using install::cpputil::utf8_to_ustring;
+  using install::cpputil::testing::check_same;
 
   std::string const bytes(reinterpret_cast<char const*>(data), size);
   std::u16string const decoded = utf8_to_ustring(bytes);
@@ -19,10 +21,10 @@ extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size
   std::u16string const units(reinterpret_cast<char16_t const*>(bytes.data()), size / 2);
   std::string icu_encoded;
   icu::UnicodeString(units.data(), static_cast<int32_t>(units.size())).toUTF8String(icu_encoded);
-  if (decoded != std::u16string(icu_decoded.getBuffer(), icu_decoded.length()) ||
-      utf8_to_ustring(ustring_to_utf8(decoded)) != decoded ||
-      ustring_to_utf8(units) != icu_encoded) {
-    std::abort();
-  }
+  check_same("utf8_to_ustring", decoded,
+             std::u16string(icu_decoded.getBuffer(), icu_decoded.length()));
+  check_same("utf8_to_ustring(ustring_to_utf8(decoded))", utf8_to_ustring(ustring_to_utf8(decoded)),
+             decoded);
+  check_same("ustring_to_utf8", ustring_to_utf8(units), icu_encoded);
   return 0;
 }
