@@ -15,6 +15,7 @@
 #include "install/cpputil/logger.hpp"
 #include "install/cpputil/validate.hpp"
 
+#include "support/Printed.hpp"
 #include "support/Scratch.hpp"
 #include "support/TraceCapture.hpp"
 
@@ -93,6 +94,53 @@ TEST(InputFileParser, MissingFileThrowsAndAnUnreadableOneReadsAsEmpty) {
   fs::current_path(saved);
 #endif
 }
+
+// The input file's grammar, rule by rule: settings text as convertInputsToPropertyMap takes it,
+// or a whole file for parse.
+struct GrammarCase {
+  char const* rule;
+  bool file;
+  std::string input;
+  std::string map;  // as testing::printed shows it
+};
+GrammarCase const kGrammar[] = {
+    {"KeyTrimmedAndLoweredValueKeepsCase", false, "Key = Value\n", "key=Value"},
+    {"SixWhitespaceBytesTrimmed", false, "\t\v\f\r key \r=\v value\f\r\n", "key=value"},
+    {"NoBreakSpaceIsText", false, "k=\xC2\xA0\n", "k=\\u00A0"},
+    {"LastSettingWins", false, "a=1\na=2\n", "a=2"},
+    {"RunOfEqualsAfterTheFirstSkipped", false, "a==b\nc=d=e\nf=\n", "a=b; c=d=e; f="},
+    {"BlankEndsTheRunOfEquals", false, "a= =b\n", "a==b"},
+    {"EmptyKeyIgnored", false, "=x\n =x\n", ""},
+    {"ListKeyAsSettingIgnored", false, "product=x\nPLATFORM = y\n", ""},
+    {"ListLinesAppendUnderscoresAsBlanks", false, "product.A_b\nplatform..x\nproduct.A_b\n",
+     "platform=[x]; product=[A b|A b]"},
+    {"UnderscoresBecomeBlanksAfterTrimming", false, "product._x_\n", "product=[ x ]"},
+    {"OnlyDotsGiveAnEmptyEntry", false, "product.\nproduct...\n", "product=[|]"},
+    {"ListKeyFollowedByDotIsCaseSensitive", false, "Product.A\nproductX\nplatform\n", ""},
+    {"SplitAtTheFirstDot", false, "mix.product.a\nbig product.x\n.product.x\n",
+     "=[product.x]; big product=[x]; mix=[product.a]"},
+    {"EqualsMakesASettingLine", false, "product.a=1\n", "product.a=1"},
+    {"ListLineIgnoredUnderAText", false, "k=v\nk.product.z\n", "k=v"},
+    {"TextReplacesAList", false, "k.product.z\nk=v\n", "k=v"},
+    {"LineWithoutFeedNotRead", false, "a=1", ""},
+    {"CommentsAreTheReadersAffair", false, "#a=1\n", "#a=1"},
+    {"CommentAndBlankLinesDropped", true, "#a=1\n   # b=2\n \t\v\f\r\n\nc=3 #kept\n", "c=3 #kept"},
+    {"LastLineWithoutFeedRead", true, "a=1\nproduct.x", "a=1; product=[x]"},
+    {"CarriageReturnAloneEndsNoLine", true, "a=1\rb=2\r\n", "a=1\\u000Db=2"},
+    {"ByteOrderMarkStaysInTheFirstKey", true, "\xEF\xBB\xBFKey=1\n", "\\uFEFFkey=1"},
+};
+void PrintTo(GrammarCase const& row, std::ostream* out) { *out << row.rule; }
+class InputGrammar : public ::testing::TestWithParam<GrammarCase> {};
+TEST_P(InputGrammar, GivesTheMapItsRuleSays) {
+  InputFileParser parser;
+  testing::ScratchDir const dir;
+  testing::write_file(dir / "input.txt", GetParam().input);
+  PropertyMap const map = GetParam().file ? parser.parse(utf8_to_ustring(dir / "input.txt"))
+                                          : parser.convertInputsToPropertyMap(GetParam().input);
+  EXPECT_EQ(testing::printed(map), GetParam().map);
+}
+INSTANTIATE_TEST_SUITE_P(Rules, InputGrammar, ::testing::ValuesIn(kGrammar),
+                         [](auto const& info) { return std::string(info.param.rule); });
 
 // Keys in order, each against its own rule; rules of absent keys are not mandatory. A failed
 // file rule throws a runtime_error, the others an invalid_argument.
