@@ -1,8 +1,10 @@
-// The tool's calls to POSIX: signals through sigtimedwait, /proc/self/exe, stat and opens that
-// never block.
-#include <array>
+// The tool's calls to POSIX: signals taken by a thread of their own, stat and opens that never
+// block; and on Linux, the program's own path.
 #include <cerrno>
+#include <charconv>
+#include <chrono>
 #include <csignal>
+#include <string_view>
 #include <system_error>
 
 #include <fcntl.h>
@@ -23,24 +25,27 @@ sigset_t previous_mask;
 
 std::string error_text(int error) { return std::generic_category().message(error); }
 
-// Anonymous pipes all live on one file system of their own, so one made here shows its device.
-bool is_anonymous_pipe(struct stat const& info) {
-  std::array<int, 2> ends{};
-  if (::pipe(ends.data()) != 0) {
-    return false;
-  }
-  struct stat own {};
-  bool const same = ::fstat(ends[0], &own) == 0 && own.st_dev == info.st_dev;
-  ::close(ends[0]);
-  ::close(ends[1]);
-  return same;
+// A pipe this process holds open already, as `<(...)` passes one: a name that ends in the
+// number of a descriptor (/dev/fd/63) and leads to that descriptor's pipe.
+bool is_held_pipe(std::string_view file, struct stat const& info) {
+  std::string_view const number = file.substr(file.rfind('/') + 1);  // npos + 1 is 0
+  char const* const end = number.data() + number.size();
+  int descriptor = -1;
+  auto const parsed = std::from_chars(number.data(), end, descriptor);
+  struct stat held {};
+  return parsed.ec == std::errc() && parsed.ptr == end && ::fstat(descriptor, &held) == 0 &&
+         held.st_dev == info.st_dev && held.st_ino == info.st_ino;
 }
 
 }  // namespace
 
 std::filesystem::path own_path() {
+#if defined(__linux__)
   std::error_code ignored;
   return std::filesystem::canonical("/proc/self/exe", ignored);
+#else
+  return {};  // POSIX names no running program's file
+#endif
 }
 
 std::optional<std::string> input_problem(std::string const& file, bool pipes) {
@@ -52,7 +57,7 @@ std::optional<std::string> input_problem(std::string const& file, bool pipes) {
     return "is a folder, not a file";
   }
   if (S_ISFIFO(info.st_mode)) {
-    if (pipes && is_anonymous_pipe(info)) {
+    if (pipes && is_held_pipe(file, info)) {
       return std::nullopt;
     }
     return pipes ? "is a named pipe, not a file" : "is a pipe, not a file";
@@ -84,8 +89,8 @@ StopRelay::StopRelay() {
   sigemptyset(&stop_signals);
   sigaddset(&stop_signals, SIGINT);
   sigaddset(&stop_signals, SIGTERM);
-  // Blocked before the thread starts, so every thread inherits the mask and only sigtimedwait
-  // below ever sees these signals.
+  // Blocked before the thread starts, so every thread inherits the mask and only sigwait below
+  // ever takes these signals.
   pthread_sigmask(SIG_BLOCK, &stop_signals, &previous_mask);
   thread_ = std::thread([this] { run(); });
 }
@@ -96,15 +101,20 @@ StopRelay::~StopRelay() {
   pthread_sigmask(SIG_SETMASK, &previous_mask, nullptr);
 }
 
+// sigwait takes only a signal that is pending already: it would wait past the relay's end.
 void StopRelay::run() {
-  timespec const poll{0, 100'000'000};
   while (!stop_) {
-    int const signal = sigtimedwait(&stop_signals, nullptr, &poll);
-    if (signal > 0) {
-      int none = 0;
-      status_.compare_exchange_strong(none, 128 + signal);
-      install::cpputil::interrupt::set();
+    sigset_t pending;
+    int signal = 0;
+    if (sigpending(&pending) != 0 ||
+        (sigismember(&pending, SIGINT) != 1 && sigismember(&pending, SIGTERM) != 1) ||
+        sigwait(&stop_signals, &signal) != 0) {
+      std::this_thread::sleep_for(std::chrono::milliseconds(100));
+      continue;
     }
+    int none = 0;
+    status_.compare_exchange_strong(none, 128 + signal);
+    install::cpputil::interrupt::set();
   }
 }
 
