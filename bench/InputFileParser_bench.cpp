@@ -15,7 +15,8 @@
 // inih keys its map by name alone, the same last-wins map that parse builds.
 //
 // Each run also reports its peak memory per byte of file: heap bytes in use (counted by the
-// replaced operator new) and growth of the resident set's high-water mark.
+// replaced operator new) and growth of the resident set's high-water mark. Both are read from
+// glibc's heap and Linux's /proc: elsewhere only the time is reported.
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
@@ -26,7 +27,9 @@
 #include <system_error>
 
 #include <ini.h>
+#if defined(__linux__) && defined(__GLIBC__)
 #include <malloc.h>
+#endif
 
 #include <benchmark/benchmark.h>
 #include <boost/property_tree/ini_parser.hpp>
@@ -34,6 +37,7 @@
 
 #include "install/cpputil/InputFileParser.hpp"
 
+#if defined(__linux__) && defined(__GLIBC__)
 namespace {
 
 bool g_counting = false;
@@ -72,6 +76,7 @@ void operator delete(void* block) noexcept { release(block); }
 void operator delete[](void* block) noexcept { release(block); }
 void operator delete(void* block, std::size_t /*size*/) noexcept { release(block); }
 void operator delete[](void* block, std::size_t /*size*/) noexcept { release(block); }
+#endif
 
 namespace {
 
@@ -202,6 +207,7 @@ int inih_handler(void* user, char const* /*section*/, char const* name, char con
   return 1;
 }
 
+#if defined(__linux__) && defined(__GLIBC__)
 long status_kib(char const* field) {
   std::ifstream status("/proc/self/status");
   std::string word;
@@ -230,6 +236,10 @@ void report_peak(benchmark::State& state, double file_size, Run run) {
   state.counters["heap/file"] = static_cast<double>(g_peak) / file_size;
   state.counters["rss/file"] = static_cast<double>(high_water - resident_before) * 1024 / file_size;
 }
+#else
+template <typename Run>
+void report_peak(benchmark::State& /*state*/, double /*file_size*/, Run /*run*/) {}
+#endif
 
 template <typename Run>
 void measure(benchmark::State& state, std::string const& path, Run run) {
