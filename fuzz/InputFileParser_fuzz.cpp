@@ -87,27 +87,6 @@ PropertyMap convert(std::string const& settings) {
   return map;
 }
 
-// A file in a folder of the run's own, which nothing else can have planted; gone at exit.
-class ScratchFile {
- public:
-  ScratchFile() {
-    std::random_device random;
-    do {
-      dir_ = std::filesystem::temp_directory_path() / ("cpputil-parse-" + std::to_string(random()));
-    } while (!std::filesystem::create_directory(dir_));
-  }
-  ~ScratchFile() {
-    std::error_code ignored;
-    std::filesystem::remove_all(dir_, ignored);
-  }
-  ScratchFile(ScratchFile const&) = delete;
-  ScratchFile& operator=(ScratchFile const&) = delete;
-  std::filesystem::path path() const { return dir_ / "input"; }
-
- private:
-  std::filesystem::path dir_;
-};
-
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size) {
@@ -120,12 +99,15 @@ extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size
   check_same("stringToLowerCase", parser.stringToLowerCase(text), lower(text));
   check_same("shouldAppend", shouldAppend(text), should_append(text));
 
-  static ScratchFile const scratch;
-  ustring const file = utf8_to_ustring(scratch.path().u8string());
-  if (std::ofstream out(scratch.path(), std::ios::binary); !(out << text).flush()) {
-    throw std::runtime_error("cannot write " + scratch.path().u8string());
+  static std::filesystem::path const file =  // a name of the run's own
+      std::filesystem::temp_directory_path() /
+      ("cpputil-parse-" + std::to_string(std::random_device()()));
+  if (std::ofstream out(file, std::ios::binary); !(out << text).flush()) {
+    throw std::runtime_error("cannot write " + file.u8string());
   }
-  check_same("getUserInputsFromFile", parser.getUserInputsFromFile(file), settings_text(text));
-  check_same("parse", parser.parse(file), convert(settings_text(text)));
+  check_same("getUserInputsFromFile",
+             parser.getUserInputsFromFile(utf8_to_ustring(file.u8string())), settings_text(text));
+  check_same("parse", parser.parse(utf8_to_ustring(file.u8string())), convert(settings_text(text)));
+  std::filesystem::remove(file);
   return 0;
 }
