@@ -1,19 +1,13 @@
 # 64-bit Windows through Debian's MinGW-w64 (POSIX threads model), run under Wine. Boost and
-# GoogleTest come from the prefix that ./dev windows prepares once (INSTALL_CPPUTIL_MINGW_CACHE).
+# GoogleTest come from the prefix that ./dev windows prepares once, where cmake/cache-dir says.
 set(CMAKE_SYSTEM_NAME Windows)
 set(CMAKE_SYSTEM_PROCESSOR x86_64)
 set(CMAKE_C_COMPILER x86_64-w64-mingw32-gcc-posix)
 set(CMAKE_CXX_COMPILER x86_64-w64-mingw32-g++-posix)
 set(CMAKE_RC_COMPILER x86_64-w64-mingw32-windres)
 
-if(DEFINED ENV{INSTALL_CPPUTIL_MINGW_CACHE} AND NOT "$ENV{INSTALL_CPPUTIL_MINGW_CACHE}" STREQUAL "")
-  set(cpputil_mingw_cache "$ENV{INSTALL_CPPUTIL_MINGW_CACHE}")
-elseif(DEFINED ENV{XDG_CACHE_HOME} AND NOT "$ENV{XDG_CACHE_HOME}" STREQUAL "")
-  set(cpputil_mingw_cache "$ENV{XDG_CACHE_HOME}/install_cpputil/mingw-w64")
-else()
-  set(cpputil_mingw_cache "$ENV{HOME}/.cache/install_cpputil/mingw-w64")
-endif()
-
+execute_process(COMMAND ${CMAKE_CURRENT_LIST_DIR}/../cache-dir mingw-w64
+                OUTPUT_VARIABLE cpputil_mingw_cache OUTPUT_STRIP_TRAILING_WHITESPACE)
 if(NOT IS_DIRECTORY "${cpputil_mingw_cache}/prefix")
   message(FATAL_ERROR "No MinGW-w64 dependencies in ${cpputil_mingw_cache}: ./dev windows makes them")
 endif()

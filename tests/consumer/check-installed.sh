@@ -1,8 +1,7 @@
 #!/usr/bin/env bash
 # Checks an installed tree: the library, its packages for CMake and pkg-config, standalone
 # headers, exports and the tool. Usage: check-installed.sh PREFIX, or PREFIX windows for a
-# MinGW-w64 tree under Wine (INSTALL_CPPUTIL_MINGW_CACHE names its dependency cache, as for the
-# build).
+# MinGW-w64 tree under Wine, with the build's dependency cache.
 set -euo pipefail
 repo=$(cd "$(dirname "$0")/../.." && pwd)
 work=$(mktemp -d)
@@ -11,7 +10,7 @@ trap 'rm -rf "$work"' EXIT
 prefix=$(cd "$1" && pwd)
 
 if [ "${2:-}" = windows ]; then
-  cache=${INSTALL_CPPUTIL_MINGW_CACHE:-${XDG_CACHE_HOME:-$HOME/.cache}/install_cpputil/mingw-w64}
+  cache=$("$repo/cmake/cache-dir" mingw-w64)
   export WINEPATH=$prefix/bin
   run() { "$repo/cmake/windows/wine-run" "$cache" "$@"; }
   exe=.exe cxx=x86_64-w64-mingw32-g++-posix cc=x86_64-w64-mingw32-gcc-posix
