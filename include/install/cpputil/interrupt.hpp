@@ -12,9 +12,18 @@
 
 namespace install::cpputil::interrupt {
 
+// libc++ tells caught types apart by the address of their type_info, so there this class's
+// type_info leaves the library for every binary to share; libstdc++ compares names, and it
+// stays inside.
+#if defined(_LIBCPP_VERSION)
+#define INSTALL_CPPUTIL_INTERRUPT_EXCEPTION INSTALL_CPPUTIL_EXPORT
+#else
+#define INSTALL_CPPUTIL_INTERRUPT_EXCEPTION
+#endif
+
 /// Thrown by throw_if_set: what() is "Interrupted." or "Interrupted. " + tag. Only the
 /// library constructs it; any binary can catch it by its own type or as std::runtime_error.
-class Exception : public std::runtime_error {
+class INSTALL_CPPUTIL_INTERRUPT_EXCEPTION Exception : public std::runtime_error {
  public:
   /// what() is "Interrupted.".
   Exception();
