@@ -36,16 +36,12 @@ std::string printed(std::vector<T> const& items) {
   return line.empty() ? "[]" : line + "]";
 }
 
-template <typename... T>
-std::string printed(std::variant<T...> const& value) {
-  return std::visit([](auto const& held) { return printed(held); }, value);
-}
-
-template <typename Key, typename Value>
-std::string printed(std::map<Key, Value> const& map) {
+template <typename Key, typename... Alternatives>
+std::string printed(std::map<Key, std::variant<Alternatives...>> const& map) {
   std::string line;
   for (auto const& [key, value] : map) {
-    line += (line.empty() ? "" : "; ") + printed(key) + "=" + printed(value);
+    line += (line.empty() ? "" : "; ") + printed(key) + "=" +
+            std::visit([](auto const& held) { return printed(held); }, value);
   }
   return line;
 }
