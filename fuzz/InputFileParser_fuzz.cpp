@@ -1,12 +1,10 @@
-// The parser on arbitrary bytes, as settings text and as a file read and parsed, against a
-// plain, unoptimised reading of the format written independently of the library's.
+// The parser on arbitrary bytes as settings text, against a plain, unoptimised reading of the
+// format written independently of the library's. (Files are read by the named rules of the
+// library's test.)
 #include <algorithm>
 #include <array>
 #include <cctype>
 #include <cstdint>
-#include <filesystem>
-#include <fstream>
-#include <random>
 #include <sstream>
 #include <string>
 #include <string_view>
@@ -49,17 +47,6 @@ std::string after_run(std::string const& line, std::size_t separator) {
   return start == std::string::npos ? std::string() : line.substr(start);
 }
 
-std::string settings_text(std::string const& file_bytes) {
-  std::istringstream in(file_bytes);
-  std::string result;
-  for (std::string line; std::getline(in, line, '\n');) {
-    if (should_append(trim(line))) {
-      result += trim(line) + '\n';
-    }
-  }
-  return result;
-}
-
 PropertyMap convert(std::string const& settings) {
   PropertyMap map;
   std::istringstream in(settings);
@@ -98,16 +85,5 @@ extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size
   check_same("trim", parser.trim(text), trim(text));
   check_same("stringToLowerCase", parser.stringToLowerCase(text), lower(text));
   check_same("shouldAppend", shouldAppend(text), should_append(text));
-
-  static std::filesystem::path const file =  // a name of the run's own
-      std::filesystem::temp_directory_path() /
-      ("cpputil-parse-" + std::to_string(std::random_device()()));
-  if (std::ofstream out(file, std::ios::binary); !(out << text).flush()) {
-    throw std::runtime_error("cannot write " + file.u8string());
-  }
-  check_same("getUserInputsFromFile",
-             parser.getUserInputsFromFile(utf8_to_ustring(file.u8string())), settings_text(text));
-  check_same("parse", parser.parse(utf8_to_ustring(file.u8string())), convert(settings_text(text)));
-  std::filesystem::remove(file);
   return 0;
 }

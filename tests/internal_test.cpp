@@ -6,11 +6,9 @@
 #include <csignal>
 #include <fstream>
 
-#include <unistd.h>
-#endif
-#if defined(__linux__)
 #include <sched.h>
 #include <sys/mount.h>
+#include <unistd.h>
 #endif
 
 #include <gtest/gtest.h>

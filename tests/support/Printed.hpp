@@ -2,12 +2,10 @@
 // escaped, lists in brackets, maps as key=value items.
 #pragma once
 
-#include <array>
 #include <cstdio>
 #include <map>
 #include <stdexcept>
 #include <string>
-#include <type_traits>
 #include <variant>
 #include <vector>
 
@@ -19,10 +17,10 @@ template <typename Char>
 std::string printed(std::basic_string<Char> const& text) {
   std::string line;
   for (Char const unit : text) {
-    auto const code = static_cast<unsigned>(static_cast<std::make_unsigned_t<Char>>(unit));
-    std::array<char, 8> escape{};
-    std::snprintf(escape.data(), escape.size(), sizeof(Char) == 1 ? "\\x%02X" : "\\u%04X", code);
-    line += code >= 0x20 && code < 0x7F ? std::string(1, static_cast<char>(code)) : escape.data();
+    unsigned const code = static_cast<unsigned>(unit) & (sizeof(Char) == 1 ? 0xFFU : 0xFFFFU);
+    char escape[8];
+    std::snprintf(escape, sizeof escape, sizeof(Char) == 1 ? "\\x%02X" : "\\u%04X", code);
+    line += code >= 0x20 && code < 0x7F ? std::string(1, static_cast<char>(code)) : escape;
   }
   return line;
 }
