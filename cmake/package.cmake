@@ -1,5 +1,10 @@
 # Debian packages through CPack, one per install component, with the licence and the change log
-# in /usr/share/doc/<package>/ as Debian expects.
+# in /usr/share/doc/<package>/ as Debian expects; on Windows, the SDK zip instead.
+if(WIN32)
+  include(${CMAKE_CURRENT_LIST_DIR}/windows/sdk.cmake)
+  return()
+endif()
+
 set(INSTALL_CPPUTIL_MAINTAINER "install_cpputil maintainers <maintainers@install-cpputil.invalid>"
     CACHE STRING "Maintainer field of the Debian packages")
 

@@ -112,6 +112,16 @@ diff <(exports | grep -E '^install_cpputil_' | sort) \
   <(grep -o -E '\binstall_cpputil_[a-z0-9_]+\(' "$prefix/include/install/cpputil/cpputil.h" |
     tr -d '(' | sort -u)
 
+if [ "${2:-}" = windows ]; then
+  echo "-- MSVC's import library: every C function, and the C example linked with it"
+  diff <(exports | grep -E '^install_cpputil_' | sort) <(x86_64-w64-mingw32-nm \
+    "$prefix/lib/install_cpputil.lib" | awk '$2 == "T" && $3 ~ /^install_cpputil_/ {print $3}' | sort)
+  "$cc" -std=c11 "$repo/examples/c/installer_step.c" -I"$prefix/include" \
+    "$prefix/lib/install_cpputil.lib" -o "$work/lib-c.exe"
+  run "$work/lib-c.exe" "$work/input.txt" "$work/logs/lib-c.log"
+  grep -q ') Step finished.$' "$work/logs/lib-c.log"
+fi
+
 echo "-- the installed tool and its examples"
 run "$prefix/bin/install-cpputil$exe" --version
 run "$prefix/bin/install-cpputil$exe" demo --dir "$work/demo" --steps 1 --step-ms 0 >/dev/null
