@@ -1,9 +1,9 @@
 # The Windows SDK, one zip made by CPack (./dev windows): the DLL with the DLLs it needs, the tool,
 # the headers, the CMake package, and import libraries for MinGW-w64 (libinstall_cpputil.dll.a)
-# and for MSVC's linker (install_cpputil.lib).
+# and for MSVC's linker (install_cpputil.lib). Beside it, the example NSIS installer.
 install(FILES ${PROJECT_SOURCE_DIR}/LICENSE ${PROJECT_SOURCE_DIR}/README.md
         ${PROJECT_SOURCE_DIR}/CHANGELOG.md DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT runtime)
-install(DIRECTORY ${PROJECT_SOURCE_DIR}/examples/c
+install(DIRECTORY ${PROJECT_SOURCE_DIR}/examples/c ${PROJECT_SOURCE_DIR}/examples/nsis
         DESTINATION ${CMAKE_INSTALL_DATADIR}/install_cpputil/examples COMPONENT development)
 
 # Another compiler can use the C functions alone, so MSVC's import library lists those the C header
@@ -22,6 +22,23 @@ add_custom_command(OUTPUT ${cpputil_lib}
 add_custom_target(cpputil_msvc_import_library ALL DEPENDS ${cpputil_lib})
 install(FILES ${cpputil_def} ${cpputil_lib} DESTINATION ${CMAKE_INSTALL_LIBDIR}
         COMPONENT development)
+
+# The example NSIS installer carries the SDK's bin folder, as a product's installer would; the
+# tests run it under Wine.
+if(TARGET install-cpputil)
+  find_program(CPPUTIL_MAKENSIS makensis REQUIRED)
+  set(cpputil_nsis ${PROJECT_BINARY_DIR}/nsis)
+  set(cpputil_nsis_example ${PROJECT_SOURCE_DIR}/examples/nsis)
+  add_custom_command(OUTPUT ${cpputil_nsis}/example-installer.exe
+    COMMAND ${CMAKE_COMMAND} -DBUILD=${PROJECT_BINARY_DIR} -DMAKENSIS=${CPPUTIL_MAKENSIS}
+            -DSCRIPT=${cpputil_nsis_example}/installer.nsi -DOUT=${cpputil_nsis}
+            -P ${CMAKE_CURRENT_LIST_DIR}/nsis-example.cmake
+    DEPENDS install_cpputil install-cpputil ${CMAKE_CURRENT_LIST_DIR}/nsis-example.cmake
+            ${cpputil_nsis_example}/installer.nsi ${cpputil_nsis_example}/settings.txt
+            ${cpputil_nsis_example}/components.txt
+    COMMENT "Example NSIS installer ${cpputil_nsis}/example-installer.exe" VERBATIM)
+  add_custom_target(cpputil_nsis_example ALL DEPENDS ${cpputil_nsis}/example-installer.exe)
+endif()
 
 set(CPACK_GENERATOR ZIP)
 set(CPACK_PACKAGE_FILE_NAME ${PROJECT_NAME}-${PROJECT_VERSION}-win64)
