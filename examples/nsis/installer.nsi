@@ -4,9 +4,9 @@
 ;
 ; Build it with makensis 3 (Windows, or Debian's nsis) from the Windows SDK's bin folder, which
 ; holds install_cpputil.dll, the DLLs it needs and install-cpputil.exe:
-;   makensis -INPUTCHARSET UTF8 -DBIN=C:\sdk\bin -DOUTFILE=setup.exe installer.nsi
+;   makensis -INPUTCHARSET UTF8 -DBIN=C:\sdk\bin -DOUTFILE=example-installer.exe installer.nsi
 ; and run it, silently with /S, with the answers it carries or those of another file:
-;   setup.exe /S [/SETTINGS=C:\answers.txt] [/D=C:\Product]
+;   example-installer.exe /S [/SETTINGS=C:\answers.txt] [/D=C:\Product]
 ; Exit status 0, or 2 when the setup stopped: the log in the install folder says why.
 
 Unicode true
@@ -72,8 +72,8 @@ FunctionEnd
 !define Log "!insertmacro Log"
 
 Section
-  ; The library with the DLLs it needs, and the tool, for this run only. An NSIS installer lets a
-  ; DLL find its own DLLs in the system's folders alone: these are in $PLUGINSDIR.
+  ; The library with the DLLs it needs, and the tool, for this run only. An NSIS installer loads
+  ; DLLs from the system's folder and from those that AddDllDirectory adds, no others.
   InitPluginsDir
   SetOutPath $PLUGINSDIR
   File "${BIN}\*.dll"
