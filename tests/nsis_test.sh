@@ -18,7 +18,9 @@ run() {
   LC_ALL=de_DE.UTF-8 "${emulator[@]}" "$installer" /S "${@:4}" "/D=$(win "$dir")"
   got="$?"$'\n'"$(sed -E 's/^\([A-Z][a-z]{2} [0-9]{2}, [0-9]{4} [0-9:]{8}\) /(T) /' \
     "$dir/Logs/install.log"; echo .)"
-  [ "$got" = "$want" ] || { echo "$1:" && diff <(echo "$want") <(echo "$got"); failures=$((failures + 1)); }
+  [ "$got" = "$want" ] && return
+  echo "$1:" && diff <(echo "$want") <(echo "$got")
+  failures=$((failures + 1))
 }
 
 good=$(win "$work/good") bad=$(win "$work/bad")
