@@ -1,10 +1,13 @@
 #include "install/cpputil/logger.hpp"
 
+#include <algorithm>
+#include <chrono>
 #include <cstdint>
 #include <memory>
 #include <mutex>
 #include <stdexcept>
 #include <string>
+#include <thread>
 #include <utility>
 
 #include "compiler.hpp"
@@ -28,6 +31,15 @@ std::unique_ptr<platform::PlatformUtility> const platform_utility =
 
 constexpr char const* kTimeStampPattern = "%b %d, %Y %H:%M:%S";
 constexpr char const* kLostRecord = "failed to open destination_file for u8msg ";
+constexpr char const* kUnlocked = "log file lock not had in 3 seconds, written without it: ";
+
+// Another user who may read the log may also hold its lock as long as they like: past this
+// wait, a record is written without the lock rather than stop the installer.
+constexpr auto kLockWait = std::chrono::seconds(3);
+constexpr auto kLongestLockPause = std::chrono::milliseconds(10);
+
+// The pieces in which append_file copies a file, so that its memory stays bounded.
+constexpr std::size_t kPiece = std::size_t{64} * 1024;
 
 // UTF-16 pieces reach the record stream, which converts them under its own locale. An unpaired
 // surrogate becomes U+FFFD first: Boost 1.74's conversion throws on a lone low surrogate and
@@ -50,10 +62,12 @@ std::string time_stamp_prefix() {
   return stamp;
 }
 
+// The user's name is made one file name, so that the log lies in the temporary folder itself
+// whatever USER holds.
 Path default_log_file() {
   ustring text = platform::temp_directory_name();
   text += u"/zembrak_";
-  text += utf8_to_ustring(platform_utility->getPlatformUserName());
+  text += platform::single_file_name(utf8_to_ustring(platform_utility->getPlatformUserName()));
   text += u".log";
   return Path(text);
 }
@@ -66,29 +80,141 @@ void stamp_record(std::string& u8message) {
   u8message.push_back('\n');
 }
 
-CPPUTIL_ATTRIBUTE_COLD void trace_lost(std::string& record) {
-  record.pop_back();
+CPPUTIL_ATTRIBUTE_COLD void trace_lost(std::string_view record) {
   CPPUTIL_TRACE(channel, trace::detail) << kLostRecord << record;
 }
 
-// Writes one well-formed UTF-8 message as a record. Within the process destination_mutex, and
-// across processes the log file's own lock, are held from the time stamp to the end of the
-// write, so records never interleave and stamps never decrease along the file.
+// True unless the lock is still busy after kLockWait; a file system without locks still gets
+// the record, ordered within the process.
+bool lock_in_time(platform::File& file) {
+  auto const deadline = std::chrono::steady_clock::now() + kLockWait;
+  std::chrono::microseconds pause(50);
+  while (file.try_lock() == platform::File::Lock::busy) {
+    if (std::chrono::steady_clock::now() >= deadline) {
+      return false;
+    }
+    std::this_thread::sleep_for(pause);
+    pause = std::min<std::chrono::microseconds>(pause * 2, kLongestLockPause);
+  }
+  return true;
+}
+
+// The destination, or the default log while none is set. Call it under destination_mutex.
+Path log_in_force() { return destination_file.empty() ? default_log_file() : destination_file; }
+
+// Opens and locks the log in force for one record. Call it under destination_mutex: with the
+// file's lock, it orders the records of every thread and process.
+platform::File open_log(Path const& log) {
+  // Refuse whatever another user may have planted in the shared temporary folder.
+  platform::File file = platform::File::open_append(
+      log.text(), destination_file.empty() ? platform::File::Accept::own_regular_file
+                                           : platform::File::Accept::any);
+  if (file.is_open() && !lock_in_time(file)) {
+    CPPUTIL_TRACE(channel, trace::event) << kUnlocked << traced(log.text());
+  }
+  return file;
+}
+
+// Where this process's last record left a log: while the log is still that long, it ends in
+// that record's line feed, which saves the next record a read on the hot path. Guarded by
+// destination_mutex.
+struct LogEnd {
+  ustring path;
+  std::int64_t size = -1;
+} last_end;
+
+// One record appended to an open log in one piece or several. It starts on a line of its own,
+// as a writer killed in the middle of a record may have left a fragment; and a piece that fails
+// takes the record back, so that the record is in the file whole or not at all.
+class Record {
+ public:
+  Record(platform::File& file, ustring const& path)
+      : file_(file), path_(path), start_(file.size()) {
+    if (start_ > 0 && (start_ != last_end.size || path != last_end.path)) {
+      int const last = platform::File::open_read(path).byte_at(start_ - 1);
+      if (last >= 0 && last != '\n') {
+        add("\n");
+      }
+    }
+  }
+
+  bool ok() const noexcept { return ok_; }
+
+  void add(std::string_view piece) {
+    if (!ok_ || piece.empty()) {
+      return;
+    }
+    std::size_t const sent = file_.append(piece);
+    written_ += static_cast<std::int64_t>(sent);
+    if (sent != piece.size()) {
+      ok_ = false;
+      // Only when nothing else followed: without the lock, another writer may have appended.
+      if (written_ > 0 && file_.size() == start_ + written_) {
+        file_.truncate(start_);
+      }
+    }
+  }
+
+  /// Notes where the whole record left the log.
+  void end() {
+    last_end.size = ok_ && start_ >= 0 ? start_ + written_ : -1;
+    if (last_end.path != path_) {
+      last_end.path = path_;
+    }
+  }
+
+ private:
+  platform::File& file_;
+  ustring const& path_;
+  std::int64_t const start_;  // where a regular file ended; -1 for a pipe or device
+  std::int64_t written_ = 0;
+  bool ok_ = file_.is_open();
+};
+
+// Writes one well-formed UTF-8 message as a record, stamped under the locks, so that records
+// never interleave and stamps never decrease along the file.
 void write_record(std::string u8message) {
   std::lock_guard<std::mutex> const lock(destination_mutex);
-  bool const to_default = destination_file.empty();
-  // Refuse whatever another user may have planted in the shared temporary folder.
-  platform::File file = to_default
-                            ? platform::File::open_append(default_log_file().text(),
-                                                          platform::File::Accept::own_regular_file)
-                            : platform::File::open_append(destination_file.text());
-  if (file.is_open()) {
-    // A file system without locks still gets the record, ordered within the process.
-    static_cast<void>(file.lock());
-  }
+  Path const log = log_in_force();
+  platform::File file = open_log(log);
   stamp_record(u8message);
-  if (!file.is_open() || !file.append_whole(u8message)) {
+  Record record(file, log.text());
+  record.add(u8message);
+  record.end();
+  if (!record.ok()) {
+    u8message.pop_back();
     trace_lost(u8message);
+  }
+}
+
+// Copies the bytes of `input` into `record` piece by piece, made well-formed UTF-8 as the whole
+// would be: a sequence cut by a piece's end waits for the next piece. A last line without a
+// line feed gets one. `left` is the size of a regular file before the record began (-1 for a
+// pipe): the log itself grows while it is copied into itself.
+void copy_pieces(platform::File& input, std::int64_t left, Record& record) {
+  std::string piece;
+  std::string fixed;
+  char last = '\n';
+  for (bool more = true; more && record.ok();) {
+    std::size_t const held = piece.size();
+    std::size_t const want =
+        left < 0 ? kPiece : static_cast<std::size_t>(std::min<std::int64_t>(kPiece, left));
+    piece.resize(held + want);
+    std::int64_t const got = want == 0 ? 0 : input.read(piece.data() + held, want);
+    more = got > 0;  // a read error ends the copy as the end of the file does
+    piece.resize(held + static_cast<std::size_t>(more ? got : 0));
+    if (more) {
+      left -= left < 0 ? 0 : got;
+      last = piece.back();
+    }
+    std::size_t const keep = more ? utf::unfinished_utf8_tail(piece) : 0;
+    fixed.assign(piece, 0, piece.size() - keep);
+    utf::make_well_formed_utf8(fixed);
+    if (!more && last != '\n') {
+      fixed += '\n';
+    }
+    record.add(fixed);
+    piece.erase(0, piece.size() - keep);
   }
 }
 
@@ -200,25 +326,32 @@ void append_file(ustring const& file) {
   if (!input.is_open()) {
     throw std::runtime_error("append_file: Cannot open file.");
   }
-  // The copy is built once, in UTF-8, with room for its framing and time stamp, and becomes the
-  // record in place: the bytes of a round trip through UTF-16 without its memory.
-  std::string text;
-  if (std::int64_t const size = input.size(); size > 0) {
-    text.reserve(static_cast<std::size_t>(size) + 2 * name.size() + 96);
+  std::string const head = "Content of the file " + name + "\n";
+  std::string const tail = "End of the file " + name;
+  if (channel.enabled(trace::detail)) {
+    // The traces show the file whole, and come before its record: it is read whole first.
+    std::string text = head;
+    platform::LineReader reader(input);
+    std::string_view line;
+    while (reader.next(line)) {
+      text.append(line).push_back('\n');
+      CPPUTIL_TRACE(channel, trace::detail) << " line=" << line;
+    }
+    text += tail;
+    utf::make_well_formed_utf8(text);
+    CPPUTIL_TRACE(channel, trace::detail) << " msg=" << utf8_to_ustring(text);
+    write_record(std::move(text));
+    return;
   }
-  text.append("Content of the file ").append(name).push_back('\n');
-  platform::LineReader reader(input);
-  std::string_view line;
-  while (reader.next(line)) {
-    text += line;
-    text += '\n';
-    CPPUTIL_TRACE(channel, trace::detail) << " line=" << line;
-  }
-  input.close();
-  text.append("End of the file ").append(name);
-  utf::make_well_formed_utf8(text);
-  CPPUTIL_TRACE(channel, trace::detail) << " msg=" << utf8_to_ustring(text);
-  write_record(std::move(text));
+  std::lock_guard<std::mutex> const lock(destination_mutex);
+  Path const log = log_in_force();
+  platform::File output = open_log(log);
+  std::int64_t const size = input.size();
+  Record record(output, log.text());
+  record.add(time_stamp_prefix() + head);
+  copy_pieces(input, size, record);
+  record.add(tail + "\n");
+  record.end();
 }
 
 void append_file(std::string const& file) { append_file(utf8_to_ustring(file)); }

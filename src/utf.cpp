@@ -153,6 +153,24 @@ void make_well_formed_utf8(std::string& bytes) {
   bytes = std::move(fixed);
 }
 
+std::size_t unfinished_utf8_tail(std::string_view bytes) noexcept {
+  auto const* const end = reinterpret_cast<unsigned char const*>(bytes.data()) + bytes.size();
+  for (std::size_t back = 1; back <= 3 && back <= bytes.size(); ++back) {
+    unsigned char const byte = *(end - back);
+    if (byte >= 0xC2 && byte <= 0xF4) {
+      // A lead byte always starts a subpart, so what precedes it is decided without it.
+      std::size_t const whole = byte < 0xE0 ? 2 : byte < 0xF0 ? 3 : 4;
+      std::size_t length = 0;
+      decode_one(end - back, end, length);
+      return back < whole && length == back ? back : 0;
+    }
+    if (!is_continuation(byte)) {
+      return 0;
+    }
+  }
+  return 0;
+}
+
 std::u16string well_formed_utf16(std::u16string const& text) {
   std::u16string fixed = text;
   for (std::size_t i = 0; i < fixed.size(); ++i) {

@@ -17,6 +17,11 @@ std::size_t utf8_to_utf16(std::string_view bytes, char16_t* out) noexcept;
 /// through UTF-16 gives, without the round trip's memory.
 void make_well_formed_utf8(std::string& bytes);
 
+/// How many bytes at the end of `bytes` begin a sequence that more bytes could still complete
+/// (0 to 3): text that arrives in pieces is made well formed as a whole when each piece keeps
+/// them back for the next one.
+std::size_t unfinished_utf8_tail(std::string_view bytes) noexcept;
+
 /// The text with each unpaired surrogate replaced by U+FFFD.
 std::u16string well_formed_utf16(std::u16string const& text);
 

@@ -8,6 +8,7 @@
 
 #include <sched.h>
 #include <sys/mount.h>
+#include <sys/resource.h>
 #include <unistd.h>
 #endif
 
@@ -75,6 +76,10 @@ TEST(PathText, NativeFormParentAndConcatenation) {
     }
   }
   EXPECT_EQ(platform::make_native_form(u"C:/a//", false, W), u"C:\\a\\");
+  for (auto const& [style, name, single] : {std::tuple{P, u"../a\\b:c", u".._a\\b:c"},
+                                            std::tuple{W, u"../a\\b:c*\x1F", u".._a_b_c__"}}) {
+    EXPECT_EQ(platform::single_file_name(name, style), single);
+  }
   for (auto const& [style, path, joined] :
        {std::tuple{P, u"/opt", u"/opt/qx_anchor"}, std::tuple{W, u"D:\\opt", u"D:\\opt\\qx_anchor"},
         std::tuple{W, u"", u"qx_anchor"}}) {
@@ -104,7 +109,7 @@ TEST(FileSystem, TempDirectoryAsTheEnvironmentNamesIt) {
   std::pair<Value, ustring> const cases[] = {{"C:\\scratch/tmp", u"C:\\scratch\\tmp\\"}};
 #else
   std::pair<Value, ustring> const cases[] = {
-      {"/scratch/tmp/", u"/scratch/tmp/"}, {"", u"/tmp"}, {std::nullopt, u"/tmp"}};
+      {"/s/tmp/", u"/s/tmp/"}, {"", u"/tmp"}, {std::nullopt, u"/tmp"}, {"/s\xFF", u"/tmp"}};
 #endif
   for (auto const& [value, expected] : cases) {
     ScopedEnv const env(testing::kTempVariable, value);
@@ -135,7 +140,38 @@ TEST(FileSystem, FilesOpenAndSplitIntoLinesAsGetline) {
   EXPECT_THROW(platform::create_directories(Path()), std::system_error);
 }
 
+// Appenders lock one another out, whichever handles of the file they hold.
+TEST(FileSystem, AppendersTakeTheLockInTurn) {
+  ScratchDir const dir;
+  platform::File first = platform::File::open_append(u16(dir / "log"));
+  platform::File second = platform::File::open_append(u16(dir / "log"));
+  EXPECT_EQ(first.try_lock(), platform::File::Lock::taken);
+  EXPECT_EQ(second.try_lock(), platform::File::Lock::busy);
+}
+
 #if !defined(_WIN32)
+// A write past the file-size limit is cut short, and the SIGXFSZ that it raises on a caller who
+// blocks the signal is not left pending (on one who does not, it would end the log's test).
+TEST(FileSystem, AppendPastTheSizeLimitLeavesNoSignalPending) {
+  ScratchDir const dir;
+  EXPECT_EQ(testing::in_child([&dir] {
+              sigset_t mask;
+              sigemptyset(&mask);
+              sigaddset(&mask, SIGXFSZ);
+              pthread_sigmask(SIG_BLOCK, &mask, nullptr);
+              rlimit const limit{4096, RLIM_INFINITY};
+              ::setrlimit(RLIMIT_FSIZE, &limit);
+              platform::File file = platform::File::open_append(u16(dir / "limited"));
+              std::string sent = std::to_string(file.append(std::string(5000, 'x')));
+              sent += ' ' + std::to_string(file.append("x"));
+              sigpending(&mask);
+              sent += std::to_string(sigismember(&mask, SIGXFSZ));
+              pthread_sigmask(SIG_SETMASK, nullptr, &mask);
+              return sent + std::to_string(sigismember(&mask, SIGXFSZ));
+            }),
+            "4096 001");  // cut short, then nothing; none pending; the mask as it was
+}
+
 // A read error ends the file; a read that a signal interrupts is taken up again.
 TEST(FileSystem, LineReaderEndsAtAReadErrorAndReadsOnAfterASignal) {
 #if defined(__linux__)

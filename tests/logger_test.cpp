@@ -5,7 +5,6 @@
 
 #include <algorithm>
 #include <atomic>
-#include <csignal>
 #include <ctime>
 #include <fstream>
 #include <functional>
@@ -17,12 +16,16 @@
 #include <thread>
 
 #if !defined(_WIN32)
+#include <fcntl.h>
+#include <sys/file.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 #endif
 
 #include <gtest/gtest.h>
+
+#include "install/cpputil/diagnostics.hpp"
 
 #include "support/Scratch.hpp"
 #include "support/TraceCapture.hpp"
@@ -85,13 +88,16 @@ class LoggerTest : public ::testing::Test {
     fs::current_path(saved_);
   }
   std::string traces() { return plain(capture_.take()); }
-  // The bodies of the records that were lost, and traced.
+  // The bodies of the records that were lost, and traced; the logs written without the lock.
   std::string lost() {
     std::string bodies;
     std::istringstream traced(capture_.take());
+    std::string const unlocked = "8 log file lock not had in 3 seconds, written without it: ";
     for (std::string line; std::getline(traced, line);) {
       if (line.rfind("4 failed to open destination_file for u8msg (", 0) == 0) {
         bodies += (bodies.empty() ? "" : "|") + line.substr(line.find(") ") + 2, 12);
+      } else if (line.rfind(unlocked, 0) == 0) {
+        bodies += (bodies.empty() ? "unlocked " : "|unlocked ") + line.substr(unlocked.size());
       }
     }
     return bodies;
@@ -240,6 +246,34 @@ TEST_F(LoggerTest, AppendFileFramesTheWholeFileOrRefusesBeforeWriting) {
       traces(),
       "4  line=\xC2\xA9\n4  line=\n4  line=\xFF\n4  msg=Content of the file side file\n\xC2\xA9\n\n"
       "\xEF\xBF\xBD\nEnd of the file side file\n");
+
+  // Untraced, the file is copied in pieces of 64 KiB: the same bytes where a piece ends inside a
+  // sequence, well formed (a euro sign) or not (one U+FFFD for F0 9F 98).
+  diagnostics::set_channel_mask("install::cpputil::logger", 8);
+  std::string const cut = std::string(65535, 'a') + "\xE2\x82\xAC" + std::string(65532, 'b');
+  write_file("cut", cut + "\xF0\x9F\x98x");
+  fs::resize_file("framed.log", 0);
+  logger::append_file(std::string("cut"));
+  EXPECT_EQ(log_of("framed.log"),
+            "(T) Content of the file cut\n" + cut + "\xEF\xBF\xBDx\nEnd of the file cut\n");
+#if defined(__linux__)
+  // With memory bounded whatever the size: a sparse file larger than the address space left
+  // (but where a sanitizer's shadow memory takes terabytes of it).
+  long pages = 0;
+  std::ifstream("/proc/self/statm") >> pages;
+  if (long const page = ::sysconf(_SC_PAGESIZE); pages < (1L << 40) / page) {
+    EXPECT_EQ(testing::in_child([pages, page] {
+                std::ofstream("big").close();
+                fs::resize_file("big", 64 << 20);
+                rlimit const limit{static_cast<rlim_t>(pages * page + (16 << 20)), RLIM_INFINITY};
+                ::setrlimit(RLIMIT_AS, &limit);
+                fs::resize_file("framed.log", 0);
+                logger::append_file(std::string("big"));
+                return std::to_string(fs::file_size("framed.log"));
+              }),
+              std::to_string(24 + 24 + (64 << 20) + 1 + 20));  // stamp, frames, line feed
+  }
+#endif
 }
 
 // What is done to the log or its place once the destination (if any) is set, in a child whose
@@ -247,8 +281,8 @@ TEST_F(LoggerTest, AppendFileFramesTheWholeFileOrRefusesBeforeWriting) {
 // them. A record written through a planted link, or a folder made, would show there.
 struct Fault {
   char const* name;
-  std::string destination;  // empty: the default log
-  std::function<void(std::string const& log)> act;
+  std::string destination;                    // empty: the default log
+  std::function<void(std::string& log)> act;  // may name the log to read
   std::string expected;
   int uid = -1;  // the child's user when not this process's
 };
@@ -260,9 +294,8 @@ TEST_F(LoggerTest, ARecordIsWholeOrDroppedAndTraced) {
 // Windows has no such limit, /dev/full, FIFO, owner to give away or closed standard input, and
 // Wine run as root writes read-only files.
 #if !defined(_WIN32)
-    {"file-size limit", "limited.log",
+    {"file-size limit, SIGXFSZ at its default", "limited.log",
      [](auto const&) {
-       std::signal(SIGXFSZ, SIG_IGN);
        rlimit const limit{4096, RLIM_INFINITY};
        ::setrlimit(RLIMIT_FSIZE, &limit);
      },
@@ -279,7 +312,18 @@ TEST_F(LoggerTest, ARecordIsWholeOrDroppedAndTraced) {
      [](auto const& log) { fs::permissions(log, fs::perms::owner_read); }, all_lost, 65534},
     {"standard input closed, the log gets descriptor 0", "", [](auto const&) { ::close(0); },
      all_kept},
+    {"lock held past the wait by another open of the log", "held.log",
+     [](auto const& log) { ::flock(::open(log.c_str(), O_RDONLY | O_CLOEXEC), LOCK_EX); },
+     all_kept + "unlocked held.log|unlocked held.log|unlocked held.log"},
+    {"USER with separators, for a user without an entry", "",
+     [](std::string& log) {
+       testing::set_env("USER", "../up/x");
+       log = ::geteuid() == 54321 ? "zembrak_.._up_x.log" : log;  // as root
+     },
+     all_kept, 54321},
 #endif
+    {"log left by a killed writer without a final line feed", "torn.log",
+     [](auto const& log) { write_file(log, "(Jan 01, 2000 00:00:00) cut"); }, "cut|" + all_kept},
     {"folder removed", "gone/x.log", [](auto const&) { fs::remove_all("gone"); }, all_lost},
     {"symbolic link at the default log", "",
      [](auto const& log) {
@@ -302,7 +346,7 @@ TEST_F(LoggerTest, ARecordIsWholeOrDroppedAndTraced) {
           fs::create_directory(fault.name);  // relative: nobody may not pass the folders above
           fs::current_path(fault.name);
           testing::set_env(testing::kTempVariable, fs::current_path().u8string());
-          std::string const log = fault.destination.empty() ? default_log_ : fault.destination;
+          std::string log = fault.destination.empty() ? default_log_ : fault.destination;
           capture_.take();
           auto const destination =
               fault.destination.empty() ? nullptr : std::make_unique<Logger>(log);

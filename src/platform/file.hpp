@@ -47,17 +47,23 @@ class File {
   bool is_open() const noexcept { return handle_ != kNoHandle; }
   /// Whether the file is a regular one, not a FIFO, device or folder.
   bool is_regular() const noexcept;
-  /// The size of the file, or -1 when it cannot be told.
+  /// The size of a regular file; -1 for anything else, or when it cannot be told.
   std::int64_t size() const noexcept;
   /// Up to `size` bytes; 0 at the end of the file, -1 on a read error.
   std::int64_t read(char* buffer, std::size_t size) noexcept;
-  /// Waits for the exclusive advisory lock that every appender of the library takes, across
-  /// processes. Closing the file releases it.
-  bool lock() noexcept;
-  /// Appends all of `bytes` or, when the system takes only part of them (a full disk, a
-  /// file-size limit), takes that part back. Call it under lock(), so that nothing else was
-  /// appended meanwhile. False when the bytes are not in the file.
-  bool append_whole(std::string_view bytes) noexcept;
+  /// The byte at `offset` of a file opened for reading, or -1 when it cannot be read.
+  int byte_at(std::int64_t offset) noexcept;
+
+  enum class Lock { taken, busy, unsupported };
+  /// Takes the exclusive advisory lock that every appender of the library takes, across
+  /// processes, without waiting for it. Closing the file releases it.
+  Lock try_lock() noexcept;
+  /// Appends `bytes`; how many went out, fewer when the system took only part of them (a full
+  /// disk, a file-size limit). A write past the file-size limit never raises SIGXFSZ on the
+  /// caller: the signal is held back for the write and dropped.
+  std::size_t append(std::string_view bytes) noexcept;
+  /// Sets the end of a regular file back to `size`.
+  void truncate(std::int64_t size) noexcept;
   void close() noexcept;
 
  private:

@@ -2,6 +2,7 @@
 #include "platform/path.hpp"
 
 #include <algorithm>
+#include <string_view>
 
 namespace install::cpputil::platform {
 namespace {
@@ -97,6 +98,18 @@ void concatenate_pathname(ustring& path, ustring const& name, PathStyle style) {
     path.push_back(separator_of(style));
   }
   path += name;
+}
+
+ustring single_file_name(ustring text, PathStyle style) {
+  // What a Windows file name cannot hold: the reserved characters and the controls.
+  constexpr std::u16string_view kReserved = u"<>:\"|?*";
+  for (char16_t& c : text) {
+    if (is_separator(c, style) || (style == PathStyle::windows &&
+                                   (c < 0x20 || kReserved.find(c) != std::u16string_view::npos))) {
+      c = u'_';
+    }
+  }
+  return text;
 }
 
 bool is_nameable(ustring const& text) noexcept { return text.find(u'\0') == ustring::npos; }

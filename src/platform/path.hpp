@@ -28,6 +28,10 @@ ustring extract_parent_path(ustring const& text, PathStyle style = kNativeStyle)
 /// empty.
 void concatenate_pathname(ustring& path, ustring const& name, PathStyle style = kNativeStyle);
 
+/// The text as one file name: each separator, and on Windows each character that a file name
+/// cannot hold, becomes '_': "../a/b" => ".._a_b"; Windows: "a\b:c" => "a_b_c".
+ustring single_file_name(ustring text, PathStyle style = kNativeStyle);
+
 /// Whether a path text can name a file at all: a NUL inside it names none.
 bool is_nameable(ustring const& text) noexcept;
 

@@ -1,8 +1,10 @@
 #include "platform/file.hpp"
 
 #include <cerrno>
+#include <csignal>
 
 #include <fcntl.h>
+#include <pthread.h>
 #include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -32,6 +34,57 @@ int open_native(ustring const& path, int flags, mode_t mode = 0) {
 void make_blocking(int fd) { ::fcntl(fd, F_SETFL, ::fcntl(fd, F_GETFL) & ~O_NONBLOCK); }
 
 bool stat_of(int fd, struct stat& info) noexcept { return fd >= 0 && ::fstat(fd, &info) == 0; }
+
+sigset_t size_signal() noexcept {
+  sigset_t signal;
+  sigemptyset(&signal);
+  sigaddset(&signal, SIGXFSZ);
+  return signal;
+}
+
+bool size_signal_pending() noexcept {
+  sigset_t pending;
+  return ::sigpending(&pending) == 0 && sigismember(&pending, SIGXFSZ) == 1;
+}
+
+// Blocks SIGXFSZ in this thread; the mask it had.
+sigset_t block_size_signal() noexcept {
+  sigset_t const signal = size_signal();
+  sigset_t saved;
+  pthread_sigmask(SIG_BLOCK, &signal, &saved);
+  return saved;
+}
+
+// A write past the file-size limit raises SIGXFSZ on the writing thread, which by default ends
+// the process: the library's own write must never stop its caller that way. The signal is
+// blocked for the write, and one that the write raised is taken off before the caller's mask
+// comes back; one that the caller already held back pending stays theirs.
+class SizeSignalHeld {
+ public:
+  SizeSignalHeld() noexcept
+      : saved_(block_size_signal()),
+        callers_(sigismember(&saved_, SIGXFSZ) == 1 && size_signal_pending()) {}
+  ~SizeSignalHeld() {
+    if (raised_ && !callers_ && size_signal_pending()) {
+      sigset_t const signal = size_signal();
+      int taken = 0;
+      sigwait(&signal, &taken);
+    }
+    pthread_sigmask(SIG_SETMASK, &saved_, nullptr);
+  }
+  SizeSignalHeld(SizeSignalHeld const&) = delete;
+  SizeSignalHeld& operator=(SizeSignalHeld const&) = delete;
+  SizeSignalHeld(SizeSignalHeld&&) = delete;
+  SizeSignalHeld& operator=(SizeSignalHeld&&) = delete;
+
+  /// Only a write that failed with EFBIG raises the signal.
+  void failed(int error) noexcept { raised_ = raised_ || error == EFBIG; }
+
+ private:
+  sigset_t const saved_;
+  bool const callers_;
+  bool raised_ = false;
+};
 
 }  // namespace
 
@@ -69,7 +122,8 @@ bool File::is_regular() const noexcept {
 
 std::int64_t File::size() const noexcept {
   struct stat info {};
-  return stat_of(handle_, info) ? static_cast<std::int64_t>(info.st_size) : -1;
+  return stat_of(handle_, info) && S_ISREG(info.st_mode) ? static_cast<std::int64_t>(info.st_size)
+                                                         : -1;
 }
 
 // NOLINTNEXTLINE(readability-make-member-function-const): moves the file offset
@@ -82,43 +136,62 @@ std::int64_t File::read(char* buffer, std::size_t size) noexcept {
   }
 }
 
+// NOLINTNEXTLINE(readability-make-member-function-const): reads the file
+int File::byte_at(std::int64_t offset) noexcept {
+  unsigned char byte = 0;
+  for (;;) {
+    ssize_t const got = ::pread(handle_, &byte, 1, static_cast<off_t>(offset));
+    if (got == 1) {
+      return byte;
+    }
+    if (got == 0 || errno != EINTR) {
+      return -1;
+    }
+  }
+}
+
 // NOLINTNEXTLINE(readability-make-member-function-const): takes a lock on the file
-bool File::lock() noexcept {
-  int result = 0;
-  do {
-    result = ::flock(handle_, LOCK_EX);
-  } while (result != 0 && errno == EINTR);
-  return result == 0;
+File::Lock File::try_lock() noexcept {
+  for (;;) {
+    if (::flock(handle_, LOCK_EX | LOCK_NB) == 0) {
+      return Lock::taken;
+    }
+    if (errno == EWOULDBLOCK) {
+      return Lock::busy;
+    }
+    if (errno != EINTR) {
+      return Lock::unsupported;
+    }
+  }
 }
 
 // NOLINTNEXTLINE(readability-make-member-function-const): writes to the file
-bool File::append_whole(std::string_view bytes) noexcept {
+std::size_t File::append(std::string_view bytes) noexcept {
+  SizeSignalHeld held;
   bool checked = false;  // whether a non-blocking pipe or device was made blocking
-  std::string_view rest = bytes;
-  while (!rest.empty()) {
-    ssize_t const written = ::write(handle_, rest.data(), rest.size());
+  std::size_t sent = 0;
+  while (sent < bytes.size()) {
+    ssize_t const written = ::write(handle_, bytes.data() + sent, bytes.size() - sent);
     if (written > 0) {
-      rest.remove_prefix(static_cast<std::size_t>(written));
+      sent += static_cast<std::size_t>(written);
       continue;
     }
     int const error = errno;
-    struct stat info {};
-    bool const regular = stat_of(handle_, info) && S_ISREG(info.st_mode);
-    if (written < 0 && error == EAGAIN && !regular && !checked) {
+    held.failed(error);
+    if (written < 0 && error == EAGAIN && !checked && !is_regular()) {
       make_blocking(handle_);
       checked = true;
     } else if (written == 0 || error != EINTR) {
-      if (regular && rest.size() != bytes.size()) {
-        // Under the lock nothing else was appended: the end, less what went out, is where the
-        // record began.
-        auto const begin = info.st_size - static_cast<off_t>(bytes.size() - rest.size());
-        while (::ftruncate(handle_, begin) != 0 && errno == EINTR) {
-        }
-      }
-      return false;
+      break;
     }
   }
-  return true;
+  return sent;
+}
+
+// NOLINTNEXTLINE(readability-make-member-function-const): shortens the file
+void File::truncate(std::int64_t size) noexcept {
+  while (::ftruncate(handle_, static_cast<off_t>(size)) != 0 && errno == EINTR) {
+  }
 }
 
 void File::close() noexcept {

@@ -5,6 +5,8 @@
 
 #include <dlfcn.h>
 
+#include "utf.hpp"
+
 namespace install::cpputil::platform {
 
 std::filesystem::path native_path(ustring const& text) { return ustring_to_utf8(text); }
@@ -15,7 +17,10 @@ ustring temp_directory_name() {
   if (tmpdir == nullptr || *tmpdir == '\0') {
     return u"/tmp";
   }
-  return utf8_to_ustring(tmpdir);
+  // A name that is not UTF-8 would come back with U+FFFD in place of its bytes: another folder.
+  std::string well_formed = tmpdir;
+  utf::make_well_formed_utf8(well_formed);
+  return well_formed == tmpdir ? utf8_to_ustring(well_formed) : u"/tmp";
 }
 
 // The loader resolves a relative library name against the working folder of the load, so that

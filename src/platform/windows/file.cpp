@@ -41,19 +41,6 @@ bool is_disk_file(NativeHandle handle) noexcept {
          (info.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) == 0;
 }
 
-// Sets the end of the file back to `size` through a second handle: the first one may only
-// append.
-void truncate_to(NativeHandle handle, std::int64_t size) noexcept {
-  auto* const writer = ::ReOpenFile(handle, FILE_WRITE_DATA, kShareAll, 0);
-  if (writer == INVALID_HANDLE_VALUE) {
-    return;
-  }
-  FILE_END_OF_FILE_INFO end{};
-  end.EndOfFile.QuadPart = size;
-  ::SetFileInformationByHandle(writer, FileEndOfFileInfo, &end, sizeof end);
-  ::CloseHandle(writer);
-}
-
 }  // namespace
 
 File File::open_read(ustring const& path) {
@@ -87,7 +74,7 @@ bool File::is_regular() const noexcept { return handle_ != kNoHandle && is_disk_
 
 std::int64_t File::size() const noexcept {
   LARGE_INTEGER size{};
-  return handle_ != kNoHandle && ::GetFileSizeEx(handle_, &size) != 0 ? size.QuadPart : -1;
+  return is_regular() && ::GetFileSizeEx(handle_, &size) != 0 ? size.QuadPart : -1;
 }
 
 // NOLINTNEXTLINE(readability-make-member-function-const): moves the file offset
@@ -101,34 +88,55 @@ std::int64_t File::read(char* buffer, std::size_t size) noexcept {
   return static_cast<std::int64_t>(got);
 }
 
-// NOLINTNEXTLINE(readability-make-member-function-const): takes a lock on the file
-bool File::lock() noexcept {
+// NOLINTNEXTLINE(readability-make-member-function-const): reads the file
+int File::byte_at(std::int64_t offset) noexcept {
   OVERLAPPED where{};
   // Both sit in a union of OVERLAPPED's own.
+  where.Offset = static_cast<DWORD>(offset);             // NOLINT(*-pro-type-union-access)
+  where.OffsetHigh = static_cast<DWORD>(offset >> 32U);  // NOLINT(*-pro-type-union-access)
+  unsigned char byte = 0;
+  DWORD got = 0;
+  return ::ReadFile(handle_, &byte, 1, &got, &where) != 0 && got == 1 ? byte : -1;
+}
+
+// NOLINTNEXTLINE(readability-make-member-function-const): takes a lock on the file
+File::Lock File::try_lock() noexcept {
+  OVERLAPPED where{};
   where.Offset = kLockOffsetLow;       // NOLINT(cppcoreguidelines-pro-type-union-access)
   where.OffsetHigh = kLockOffsetHigh;  // NOLINT(cppcoreguidelines-pro-type-union-access)
-  return ::LockFileEx(handle_, LOCKFILE_EXCLUSIVE_LOCK, 0, 1, 0, &where) != 0;
+  if (::LockFileEx(handle_, LOCKFILE_EXCLUSIVE_LOCK | LOCKFILE_FAIL_IMMEDIATELY, 0, 1, 0, &where) !=
+      0) {
+    return Lock::taken;
+  }
+  return ::GetLastError() == ERROR_LOCK_VIOLATION ? Lock::busy : Lock::unsupported;
 }
 
 // NOLINTNEXTLINE(readability-make-member-function-const): writes to the file
-bool File::append_whole(std::string_view bytes) noexcept {
-  std::string_view rest = bytes;
-  while (!rest.empty()) {
-    DWORD const chunk = static_cast<DWORD>(std::min<std::size_t>(rest.size(), 1U << 30U));
+std::size_t File::append(std::string_view bytes) noexcept {
+  std::size_t sent = 0;
+  while (sent < bytes.size()) {
+    DWORD const chunk = static_cast<DWORD>(std::min<std::size_t>(bytes.size() - sent, 1U << 30U));
     DWORD written = 0;
-    bool const ok = ::WriteFile(handle_, rest.data(), chunk, &written, nullptr) != 0;
-    rest.remove_prefix(written);
+    bool const ok = ::WriteFile(handle_, bytes.data() + sent, chunk, &written, nullptr) != 0;
+    sent += written;
     if (!ok || written == 0) {
-      // Under the lock nothing else was appended: the end, less what went out, is where the
-      // record began.
-      auto const sent = static_cast<std::int64_t>(bytes.size() - rest.size());
-      if (sent > 0 && is_regular()) {
-        truncate_to(handle_, size() - sent);
-      }
-      return false;
+      break;
     }
   }
-  return true;
+  return sent;
+}
+
+// Through a second handle: this one may only append.
+// NOLINTNEXTLINE(readability-make-member-function-const): shortens the file
+void File::truncate(std::int64_t size) noexcept {
+  auto* const writer = ::ReOpenFile(handle_, FILE_WRITE_DATA, kShareAll, 0);
+  if (writer == INVALID_HANDLE_VALUE) {
+    return;
+  }
+  FILE_END_OF_FILE_INFO end{};
+  end.EndOfFile.QuadPart = size;
+  ::SetFileInformationByHandle(writer, FileEndOfFileInfo, &end, sizeof end);
+  ::CloseHandle(writer);
 }
 
 void File::close() noexcept {
