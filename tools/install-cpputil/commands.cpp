@@ -26,8 +26,8 @@ using cpputil::utf8_to_ustring;
 
 namespace {
 
-// Standard input and a file copied into the log are both held in memory, in several forms,
-// before they are written as one record.
+// Standard input is held in memory, in several forms, before it is written as one record, and
+// so is a file with --trace 4; and a log is read by people.
 constexpr std::uintmax_t kLargestCopy = std::uintmax_t{256} << 20U;
 char const* const kTooLarge = ": larger than 256 MiB, too large to copy into the log";
 char const* const kStandardInput = "-";
@@ -264,6 +264,8 @@ int log_command(std::string const& log_file, std::vector<std::string> const& mes
       standard_input = read_standard_input();
     }
   }
+  // A stop waits for the record in flight, so that none is left cut short.
+  StopRelay const relay;
   std::optional<cpputil::logger::Logger> log;
   try {
     log.emplace(log_file);
@@ -271,9 +273,15 @@ int log_command(std::string const& log_file, std::vector<std::string> const& mes
     throw UsageError(error.what());
   }
   for (auto const& message : messages) {
+    if (relay.exit_status() != 0) {
+      return relay.exit_status();
+    }
     cpputil::logger::append_message(message);
   }
   for (auto const& file : files) {
+    if (relay.exit_status() != 0) {
+      return relay.exit_status();
+    }
     if (file == kStandardInput) {
       cpputil::logger::append_message(standard_input_record(*standard_input));
       continue;
@@ -286,7 +294,7 @@ int log_command(std::string const& log_file, std::vector<std::string> const& mes
       throw UsageError(file + ": " + error.what());
     }
   }
-  return 0;
+  return relay.exit_status();
 }
 
 }  // namespace install_cpputil_tool
