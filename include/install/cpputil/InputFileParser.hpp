@@ -18,7 +18,7 @@ namespace install::cpputil {
 
 /// A single setting's text, or a list setting's entries in line order.
 using PropertyValue = std::variant<ustring, std::vector<ustring>>;
-/// Keys are trimmed and lower-cased.
+/// Keys are trimmed and lower-cased by stringToLowerCase, under the process's locale.
 using PropertyMap = std::map<ustring, PropertyValue>;
 
 /// Reads the input file and turns its settings text into a PropertyMap. The file's grammar, its
@@ -36,7 +36,11 @@ class InputFileParser {
   INSTALL_CPPUTIL_EXPORT std::string ltrim(std::string const& text) const;
   /// trim at the end only.
   INSTALL_CPPUTIL_EXPORT std::string rtrim(std::string const& text) const;
-  /// Byte-wise tolower: ASCII letters only in the default locale.
+  /// Byte-wise tolower of the C library, under the process's locale (LC_CTYPE): ASCII letters
+  /// only in the "C" locale, which every program starts in. Keys are case-insensitive only as
+  /// far as it goes: after setlocale(LC_ALL, "") under a Turkish locale "ID" becomes "Id" and
+  /// "TITLE" "tItle", and under a single-byte locale non-ASCII bytes of keys change too. Parse
+  /// in the "C" locale, or the default one.
   INSTALL_CPPUTIL_EXPORT std::string stringToLowerCase(std::string const& text) const;
 
   /// getUserInputsFromFile, then convertInputsToPropertyMap.

@@ -6,9 +6,14 @@
 /// Threads: any thread may append. One mutex guards the destination, and an advisory lock on the
 /// log file orders the records of other processes too: each is taken from composing a record to
 /// closing the file, so records never interleave and their time stamps never decrease along the
-/// file (only a clock set back can make them). Logger construction and destruction, and the
-/// detail functions, are made by one thread at a time. Traces go to the channel
+/// file (only a clock set back can make them). The file's lock is waited for 3 seconds at most:
+/// a lock held longer (another user who may read the log can hold it) is passed by, and the
+/// record written without it and traced. Logger construction and destruction, and the detail
+/// functions, are made by one thread at a time. Traces go to the channel
 /// "install::cpputil::logger".
+///
+/// Processes: after fork, a child may only exec. A child that logs while a thread of its parent
+/// was inside append_message or append_file can wait forever for the mutex that thread held.
 #ifndef INSTALL_CPPUTIL_LOGGER_HPP
 #define INSTALL_CPPUTIL_LOGGER_HPP
 
@@ -62,15 +67,19 @@ INSTALL_CPPUTIL_EXPORT Path const& get_destination();
 /// Appends "(<time stamp>) <message>\n" in UTF-8 to the destination, or to the default file
 /// while none is set. An empty message writes nothing. A record is in the file whole or not at
 /// all: one that cannot be written (no file, a full disk, a size limit) is lost and only traced;
-/// the caller never gets a write error. The default file is written only when it is a regular
-/// file of the effective user (or new); anything else planted at its name is refused.
+/// the caller never gets a write error, nor SIGXFSZ. A record starts on a line of its own, also
+/// after the fragment of a writer killed in the middle of its record. The default file is
+/// written only when it is a regular file of the effective user (or new); anything else planted
+/// at its name is refused.
 INSTALL_CPPUTIL_EXPORT void append_message(ustring const& message);
 /// `message` is UTF-8.
 INSTALL_CPPUTIL_EXPORT void append_message(std::string const& message);
 
 /// Appends the whole file as one record, framed by "Content of the file <path>" and
 /// "End of the file <path>". Throws std::runtime_error when no destination is set, when the
-/// file does not exist or cannot be opened; nothing is written then.
+/// file does not exist or cannot be opened; nothing is written then. The file is copied in
+/// pieces under the locks, in bounded memory whatever its size, unless the channel's detail
+/// traces (severity 4) are on: they show the file whole.
 INSTALL_CPPUTIL_EXPORT void append_file(ustring const& file);
 /// `file` is UTF-8.
 INSTALL_CPPUTIL_EXPORT void append_file(std::string const& file);
