@@ -265,7 +265,7 @@ int log_command(std::string const& log_file, std::vector<std::string> const& mes
     }
   }
   // A stop waits for the record in flight, so that none is left cut short.
-  StopRelay const relay;
+  StopHold stop;
   std::optional<cpputil::logger::Logger> log;
   try {
     log.emplace(log_file);
@@ -273,14 +273,14 @@ int log_command(std::string const& log_file, std::vector<std::string> const& mes
     throw UsageError(error.what());
   }
   for (auto const& message : messages) {
-    if (relay.exit_status() != 0) {
-      return relay.exit_status();
+    if (int const status = stop.exit_status(); status != 0) {
+      return status;
     }
     cpputil::logger::append_message(message);
   }
   for (auto const& file : files) {
-    if (relay.exit_status() != 0) {
-      return relay.exit_status();
+    if (int const status = stop.exit_status(); status != 0) {
+      return status;
     }
     if (file == kStandardInput) {
       cpputil::logger::append_message(standard_input_record(*standard_input));
@@ -294,7 +294,7 @@ int log_command(std::string const& log_file, std::vector<std::string> const& mes
       throw UsageError(file + ": " + error.what());
     }
   }
-  return relay.exit_status();
+  return stop.exit_status();
 }
 
 }  // namespace install_cpputil_tool

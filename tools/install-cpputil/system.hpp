@@ -48,6 +48,26 @@ class StopRelay {
   std::thread thread_;
 };
 
+/// While it lives, the user's requests to stop (as for StopRelay) wait for the work in hand,
+/// which asks exit_status() between its steps. It has no thread of its own, so it ends at once.
+/// A request that came after the last question stops the program as it ends. One at a time.
+class StopHold {
+ public:
+  StopHold();
+  ~StopHold();
+  StopHold(StopHold const&) = delete;
+  StopHold& operator=(StopHold const&) = delete;
+  StopHold(StopHold&&) = delete;
+  StopHold& operator=(StopHold&&) = delete;
+
+  /// 128 + the signal's number for the first request (130 for Ctrl-C, 143 for the others on
+  /// Windows); 0 while none came.
+  int exit_status() noexcept;
+
+ private:
+  int status_ = 0;
+};
+
 }  // namespace install_cpputil_tool
 
 #endif  // INSTALL_CPPUTIL_TOOLS_SYSTEM_HPP

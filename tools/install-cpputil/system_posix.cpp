@@ -19,7 +19,7 @@
 namespace install_cpputil_tool {
 namespace {
 
-// One relay at a time, so its signal sets can live here, out of the header.
+// One relay or hold at a time, so their signal sets can live here, out of the header.
 sigset_t stop_signals;
 sigset_t previous_mask;
 
@@ -116,6 +116,28 @@ void StopRelay::run() {
     status_.compare_exchange_strong(none, 128 + signal);
     install::cpputil::interrupt::set();
   }
+}
+
+// Blocked, the signals stay pending until asked for; restoring the mask delivers one that came
+// after the last question, with no work in hand any more.
+StopHold::StopHold() {
+  sigemptyset(&stop_signals);
+  sigaddset(&stop_signals, SIGINT);
+  sigaddset(&stop_signals, SIGTERM);
+  pthread_sigmask(SIG_BLOCK, &stop_signals, &previous_mask);
+}
+
+StopHold::~StopHold() { pthread_sigmask(SIG_SETMASK, &previous_mask, nullptr); }
+
+int StopHold::exit_status() noexcept {
+  sigset_t pending;
+  int signal = 0;
+  if (status_ == 0 && sigpending(&pending) == 0 &&
+      (sigismember(&pending, SIGINT) == 1 || sigismember(&pending, SIGTERM) == 1) &&
+      sigwait(&stop_signals, &signal) == 0) {
+    status_ = 128 + signal;
+  }
+  return status_;
 }
 
 }  // namespace install_cpputil_tool

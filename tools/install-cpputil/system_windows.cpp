@@ -34,6 +34,20 @@ BOOL WINAPI on_console_event(DWORD event) {
   return TRUE;
 }
 
+// The hold's handler: a request waits until the hold ends, where closing the console, which
+// ends the process once the handler returns, is given a while for the work in hand.
+std::atomic<int> held_status{0};
+HANDLE hold_ended = nullptr;  // manual-reset, made once and never closed
+
+BOOL WINAPI on_held_console_event(DWORD event) {
+  int none = 0;
+  held_status.compare_exchange_strong(none, event == CTRL_C_EVENT ? 130 : 143);
+  if (event == CTRL_CLOSE_EVENT || event == CTRL_LOGOFF_EVENT || event == CTRL_SHUTDOWN_EVENT) {
+    WaitForSingleObject(hold_ended, 4000);
+  }
+  return TRUE;
+}
+
 }  // namespace
 
 std::filesystem::path own_path() {
@@ -104,6 +118,27 @@ void StopRelay::run() {
       install::cpputil::interrupt::set();
     }
   }
+}
+
+StopHold::StopHold() {
+  if (hold_ended == nullptr) {
+    hold_ended = CreateEventW(nullptr, TRUE, FALSE, nullptr);
+  }
+  held_status = 0;
+  ResetEvent(hold_ended);
+  SetConsoleCtrlHandler(on_held_console_event, TRUE);
+}
+
+StopHold::~StopHold() {
+  SetConsoleCtrlHandler(on_held_console_event, FALSE);
+  SetEvent(hold_ended);
+}
+
+int StopHold::exit_status() noexcept {
+  if (status_ == 0) {
+    status_ = held_status;
+  }
+  return status_;
 }
 
 }  // namespace install_cpputil_tool
