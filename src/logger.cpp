@@ -35,7 +35,7 @@ constexpr char const* kUnlocked = "log file lock not had in 3 seconds, written w
 
 // Another user who may read the log may also hold its lock as long as they like: past this
 // wait, a record is written without the lock rather than stop the installer.
-constexpr auto kLockWait = std::chrono::seconds(3);
+constexpr auto kLockWait = std::chrono::seconds(3);  // as kUnlocked says
 constexpr auto kLongestLockPause = std::chrono::milliseconds(10);
 
 // The pieces in which append_file copies a file, so that its memory stays bounded.
