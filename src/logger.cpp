@@ -31,11 +31,11 @@ std::unique_ptr<platform::PlatformUtility> const platform_utility =
 
 constexpr char const* kTimeStampPattern = "%b %d, %Y %H:%M:%S";
 constexpr char const* kLostRecord = "failed to open destination_file for u8msg ";
-constexpr char const* kUnlocked = "log file lock not had in 3 seconds, written without it: ";
+constexpr char const* kUnlocked = "log file lock not had, written without it: ";
 
 // Another user who may read the log may also hold its lock as long as they like: past this
 // wait, a record is written without the lock rather than stop the installer.
-constexpr auto kLockWait = std::chrono::seconds(3);  // as kUnlocked says
+constexpr auto kLockWait = std::chrono::seconds(3);
 constexpr auto kLongestLockPause = std::chrono::milliseconds(10);
 
 // The pieces in which append_file copies a file, so that its memory stays bounded.
@@ -84,10 +84,15 @@ CPPUTIL_ATTRIBUTE_COLD void trace_lost(std::string_view record) {
   CPPUTIL_TRACE(channel, trace::detail) << kLostRecord << record;
 }
 
-// True unless the lock is still busy after kLockWait; a file system without locks still gets
-// the record, ordered within the process.
-bool lock_in_time(platform::File& file) {
-  auto const deadline = std::chrono::steady_clock::now() + kLockWait;
+// The log whose lock was not had in time for the last record: while its holder keeps it, the
+// next records do not wait again, or each of them would stall the installer as long. Guarded
+// by destination_mutex.
+ustring unlocked_log;
+
+// True unless the lock is still busy after `wait`; a file system without locks still gets the
+// record, ordered within the process.
+bool lock_in_time(platform::File& file, std::chrono::steady_clock::duration wait) {
+  auto const deadline = std::chrono::steady_clock::now() + wait;
   std::chrono::microseconds pause(50);
   while (file.try_lock() == platform::File::Lock::busy) {
     if (std::chrono::steady_clock::now() >= deadline) {
@@ -109,8 +114,13 @@ platform::File open_log(Path const& log) {
   platform::File file = platform::File::open_append(
       log.text(), destination_file.empty() ? platform::File::Accept::own_regular_file
                                            : platform::File::Accept::any);
-  if (file.is_open() && !lock_in_time(file)) {
-    CPPUTIL_TRACE(channel, trace::event) << kUnlocked << traced(log.text());
+  if (file.is_open()) {
+    bool const had = lock_in_time(
+        file, log.text() == unlocked_log ? std::chrono::steady_clock::duration() : kLockWait);
+    unlocked_log = had ? ustring() : log.text();
+    if (!had) {
+      CPPUTIL_TRACE(channel, trace::event) << kUnlocked << traced(log.text());
+    }
   }
   return file;
 }

@@ -8,9 +8,9 @@
 /// closing the file, so records never interleave and their time stamps never decrease along the
 /// file (only a clock set back can make them). The file's lock is waited for 3 seconds at most:
 /// a lock held longer (another user who may read the log can hold it) is passed by, and the
-/// record written without it and traced. Logger construction and destruction, and the detail
-/// functions, are made by one thread at a time. Traces go to the channel
-/// "install::cpputil::logger".
+/// record written without it and traced; while it stays held, the next records do not wait. Logger
+/// construction and destruction, and the detail functions, are made by one thread at a time. Traces
+/// go to the channel "install::cpputil::logger".
 ///
 /// Processes: after fork, a child may only exec. A child that logs while a thread of its parent
 /// was inside append_message or append_file can wait forever for the mutex that thread held.
