@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <csignal>
 #include <ctime>
 #include <fstream>
 #include <functional>
@@ -254,24 +255,35 @@ TEST_F(LoggerTest, AppendFileFramesTheWholeFileOrRefusesBeforeWriting) {
   write_file("cut", cut + "\xF0\x9F\x98x");
   fs::resize_file("framed.log", 0);
   logger::append_file(std::string("cut"));
+  std::string const once =
+      "(T) Content of the file cut\n" + cut + "\xEF\xBF\xBDx\nEnd of the file cut\n";
+  EXPECT_EQ(log_of("framed.log"), once);
+  logger::append_file(std::string("framed.log"));  // into itself: as it was before the record
   EXPECT_EQ(log_of("framed.log"),
-            "(T) Content of the file cut\n" + cut + "\xEF\xBF\xBDx\nEnd of the file cut\n");
+            once + "(T) Content of the file framed.log\n" + once + "End of the file framed.log\n");
 #if defined(__linux__)
   // With memory bounded whatever the size: a sparse file larger than the address space left
-  // (but where a sanitizer's shadow memory takes terabytes of it).
+  // (but where a sanitizer's shadow memory takes terabytes of it); then taken back whole when a
+  // file-size limit cuts it short.
   long pages = 0;
   std::ifstream("/proc/self/statm") >> pages;
   if (long const page = ::sysconf(_SC_PAGESIZE); pages < (1L << 40) / page) {
+    std::string const whole = std::to_string(24 + 24 + (64 << 20) + 1 + 20);  // stamp, frames
     EXPECT_EQ(testing::in_child([pages, page] {
+                std::signal(SIGXFSZ, SIG_DFL);
                 std::ofstream("big").close();
                 fs::resize_file("big", 64 << 20);
                 rlimit const limit{static_cast<rlim_t>(pages * page + (16 << 20)), RLIM_INFINITY};
                 ::setrlimit(RLIMIT_AS, &limit);
                 fs::resize_file("framed.log", 0);
                 logger::append_file(std::string("big"));
-                return std::to_string(fs::file_size("framed.log"));
+                auto const size = fs::file_size("framed.log");
+                rlimit const size_limit{size + (1 << 20), RLIM_INFINITY};
+                ::setrlimit(RLIMIT_FSIZE, &size_limit);
+                logger::append_file(std::string("big"));
+                return std::to_string(size) + ' ' + std::to_string(fs::file_size("framed.log"));
               }),
-              std::to_string(24 + 24 + (64 << 20) + 1 + 20));  // stamp, frames, line feed
+              whole + ' ' + whole);
   }
 #endif
 }
@@ -296,6 +308,7 @@ TEST_F(LoggerTest, ARecordIsWholeOrDroppedAndTraced) {
 #if !defined(_WIN32)
     {"file-size limit, SIGXFSZ at its default", "limited.log",
      [](auto const&) {
+       std::signal(SIGXFSZ, SIG_DFL);  // a Python parent, for one, leaves it ignored
        rlimit const limit{4096, RLIM_INFINITY};
        ::setrlimit(RLIMIT_FSIZE, &limit);
      },
@@ -312,6 +325,12 @@ TEST_F(LoggerTest, ARecordIsWholeOrDroppedAndTraced) {
      [](auto const& log) { fs::permissions(log, fs::perms::owner_read); }, all_lost, 65534},
     {"standard input closed, the log gets descriptor 0", "", [](auto const&) { ::close(0); },
      all_kept},
+    {"log that the user may write but not read", "write-only.log",
+     [](auto const& log) {
+       write_file(log, "(Jan 01, 2000 00:00:00) old\n");
+       fs::permissions(log, fs::perms::owner_write);
+     },
+     "old|" + all_kept, 65534},
     {"lock held past the wait by another open of the log", "held.log",
      [](auto const& log) { ::flock(::open(log.c_str(), O_RDONLY | O_CLOEXEC), LOCK_EX); },
      all_kept + "unlocked held.log|unlocked held.log|unlocked held.log"},
