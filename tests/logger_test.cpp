@@ -249,14 +249,14 @@ TEST_F(LoggerTest, AppendFileFramesTheWholeFileOrRefusesBeforeWriting) {
       "\xEF\xBF\xBD\nEnd of the file side file\n");
 
   // Untraced, the file is copied in pieces of 64 KiB: the same bytes where a piece ends inside a
-  // sequence, well formed (a euro sign) or not (one U+FFFD for F0 9F 98).
+  // sequence, well formed (a euro sign) or not (one U+FFFD for F0 9F 98), and where the file does.
   diagnostics::set_channel_mask("install::cpputil::logger", 8);
   std::string const cut = std::string(65535, 'a') + "\xE2\x82\xAC" + std::string(65532, 'b');
-  write_file("cut", cut + "\xF0\x9F\x98x");
+  write_file("cut", cut + "\xF0\x9F\x98x\xE2");
   fs::resize_file("framed.log", 0);
   logger::append_file(std::string("cut"));
   std::string const once =
-      "(T) Content of the file cut\n" + cut + "\xEF\xBF\xBDx\nEnd of the file cut\n";
+      "(T) Content of the file cut\n" + cut + "\xEF\xBF\xBDx\xEF\xBF\xBD\nEnd of the file cut\n";
   EXPECT_EQ(log_of("framed.log"), once);
   logger::append_file(std::string("framed.log"));  // into itself: as it was before the record
   EXPECT_EQ(log_of("framed.log"),
