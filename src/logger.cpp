@@ -29,7 +29,8 @@ std::mutex destination_mutex;
 std::unique_ptr<platform::PlatformUtility> const platform_utility =
     std::make_unique<platform::PlatformUtility>();
 
-constexpr char const* kTimeStampPattern = "%b %d, %Y %H:%M:%S";
+// Made once: a record costs no allocation for it.
+std::string const kTimeStampPattern = "%b %d, %Y %H:%M:%S";
 constexpr char const* kLostRecord = "failed to open destination_file for u8msg ";
 constexpr char const* kUnlocked = "log file lock not had, written without it: ";
 
@@ -92,6 +93,9 @@ ustring unlocked_log;
 // True unless the lock is still busy after `wait`; a file system without locks still gets the
 // record, ordered within the process.
 bool lock_in_time(platform::File& file, std::chrono::steady_clock::duration wait) {
+  if (file.try_lock() != platform::File::Lock::busy) {
+    return true;
+  }
   auto const deadline = std::chrono::steady_clock::now() + wait;
   std::chrono::microseconds pause(50);
   while (file.try_lock() == platform::File::Lock::busy) {
@@ -104,8 +108,15 @@ bool lock_in_time(platform::File& file, std::chrono::steady_clock::duration wait
   return true;
 }
 
-// The destination, or the default log while none is set. Call it under destination_mutex.
-Path log_in_force() { return destination_file.empty() ? default_log_file() : destination_file; }
+// The destination, or the default log while none is set, which `fallback` then holds. Call it
+// under destination_mutex. A reference, not a copy, on the hot path.
+Path const& log_in_force(Path& fallback) {
+  if (destination_file.empty()) {
+    fallback = default_log_file();
+    return fallback;
+  }
+  return destination_file;
+}
 
 // Opens and locks the log in force for one record. Call it under destination_mutex: with the
 // file's lock, it orders the records of every thread and process.
@@ -139,7 +150,7 @@ struct LogEnd {
 class Record {
  public:
   Record(platform::File& file, ustring const& path)
-      : file_(file), path_(path), start_(file.size()) {
+      : file_(file), path_(path), start_(file.append_end()) {
     if (start_ > 0 && (start_ != last_end.size || path != last_end.path)) {
       int const last = platform::File::open_read(path).byte_at(start_ - 1);
       if (last >= 0 && last != '\n') {
@@ -159,7 +170,7 @@ class Record {
     if (sent != piece.size()) {
       ok_ = false;
       // Only when nothing else followed: without the lock, another writer may have appended.
-      if (written_ > 0 && file_.size() == start_ + written_) {
+      if (written_ > 0 && file_.append_end() == start_ + written_) {
         file_.truncate(start_);
       }
     }
@@ -185,7 +196,8 @@ class Record {
 // never interleave and stamps never decrease along the file.
 void write_record(std::string u8message) {
   std::lock_guard<std::mutex> const lock(destination_mutex);
-  Path const log = log_in_force();
+  Path fallback;
+  Path const& log = log_in_force(fallback);
   platform::File file = open_log(log);
   stamp_record(u8message);
   Record record(file, log.text());
@@ -354,7 +366,8 @@ void append_file(ustring const& file) {
     return;
   }
   std::lock_guard<std::mutex> const lock(destination_mutex);
-  Path const log = log_in_force();
+  Path fallback;
+  Path const& log = log_in_force(fallback);
   platform::File output = open_log(log);
   std::int64_t const size = input.size();
   Record record(output, log.text());

@@ -49,6 +49,9 @@ class File {
   bool is_regular() const noexcept;
   /// The size of a regular file; -1 for anything else, or when it cannot be told.
   std::int64_t size() const noexcept;
+  /// Where the next append lands in a file opened for appending: its end, or -1 for a pipe or
+  /// when it cannot be told. Cheaper than size() on the log's hot path.
+  std::int64_t append_end() noexcept;
   /// Up to `size` bytes; 0 at the end of the file, -1 on a read error.
   std::int64_t read(char* buffer, std::size_t size) noexcept;
   /// The byte at `offset` of a file opened for reading, or -1 when it cannot be read.

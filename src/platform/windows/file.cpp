@@ -77,6 +77,9 @@ std::int64_t File::size() const noexcept {
   return is_regular() && ::GetFileSizeEx(handle_, &size) != 0 ? size.QuadPart : -1;
 }
 
+// NOLINTNEXTLINE(readability-make-member-function-const): one interface with POSIX's
+std::int64_t File::append_end() noexcept { return size(); }
+
 // NOLINTNEXTLINE(readability-make-member-function-const): moves the file offset
 std::int64_t File::read(char* buffer, std::size_t size) noexcept {
   DWORD got = 0;
