@@ -75,6 +75,10 @@ row 0 "" "" $'(T) --trace\n' log --to log -- --trace
 row 0 "" "" $'(T) x\n(T) Content of the file -\nline one\nline two\nEnd of the file -\n' \
   log --to log --file - x <side
 refused "-: larger than 256 MiB, too large to copy into the log" log --to log --file - x <huge
+# Arguments beyond ASCII and the code page, a file name among them, reach the log as UTF-8.
+cp side $'s\xC3\xA9'
+row 0 "" "" $'(T) \xE6\x97\xA5 caf\xC3\xA9\n(T) Content of the file s\xC3\xA9\nline one\nline two\nEnd of the file s\xC3\xA9\n' \
+  log --to log --file $'s\xC3\xA9' $'\xE6\x97\xA5 caf\xC3\xA9'
 # A record cut short by a file-size limit (Wine's host sets it, Windows has none) is taken back
 # whole, and its drop traced; its SIGXFSZ, at the default disposition, stops nothing (under Wine,
 # whose host signal Windows code cannot hold, it is ignored).

@@ -216,7 +216,7 @@ int sandbox_command(std::optional<std::string> const& root, bool quiet) {
 void require_copyable(std::string const& file) {
   require_input(file, false);
   std::error_code ignored;
-  if (auto const size = std::filesystem::file_size(file, ignored);
+  if (auto const size = std::filesystem::file_size(std::filesystem::u8path(file), ignored);
       !ignored && size > kLargestCopy) {
     throw UsageError(file + kTooLarge);
   }

@@ -98,7 +98,7 @@ int demo_command(DemoOptions const& options) {
     }
   }
   std::cout << "\nInstallation log: " << log_file << "\n\n";
-  std::ifstream log(log_file);
+  std::ifstream log(std::filesystem::u8path(log_file));  // UTF-8, whatever the code page
   std::cout << log.rdbuf();
   return status;
 }

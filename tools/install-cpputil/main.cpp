@@ -247,7 +247,13 @@ int run(int argc, char** argv) {
 
 int main(int argc, char** argv) {
   try {
-    return run(argc, argv);
+    std::vector<std::string> arguments = install_cpputil_tool::utf8_arguments(argc, argv);
+    std::vector<char*> pointers;
+    pointers.reserve(arguments.size());
+    for (auto& argument : arguments) {
+      pointers.push_back(argument.data());
+    }
+    return run(static_cast<int>(pointers.size()), pointers.data());
   } catch (std::exception const& error) {  // setting the tool up: out of memory
     // NOLINTNEXTLINE(cppcoreguidelines-pro-type-vararg): allocates nothing, as memory may be short
     static_cast<void>(std::fprintf(stderr, "install-cpputil: %s\n", error.what()));

@@ -7,8 +7,13 @@
 #include <optional>
 #include <string>
 #include <thread>
+#include <vector>
 
 namespace install_cpputil_tool {
+
+/// The program's arguments in UTF-8. Windows gives main() them in the ANSI code page, which
+/// loses what it cannot spell, so they are read from the wide command line there.
+std::vector<std::string> utf8_arguments(int argc, char** argv);
 
 /// The running program's file; empty when it cannot be told.
 std::filesystem::path own_path();

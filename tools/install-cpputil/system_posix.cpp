@@ -83,6 +83,8 @@ std::optional<std::string> log_problem(std::string const& file) {
   return std::nullopt;
 }
 
+std::vector<std::string> utf8_arguments(int argc, char** argv) { return {argv, argv + argc}; }
+
 bool standard_output_is_terminal() { return ::isatty(STDOUT_FILENO) == 1; }
 
 StopRelay::StopRelay() {

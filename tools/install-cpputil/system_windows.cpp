@@ -1,7 +1,12 @@
 // The tool's calls to Windows: a console control handler, GetModuleFileNameW, file handles.
+#include <cwchar>
 #include <system_error>
 
+// shellapi.h needs what windows.h declares first.
+// clang-format off
 #include <windows.h>
+#include <shellapi.h>
+// clang-format on
 
 #include "install/cpputil/interrupt.hpp"
 #include "install/cpputil/ustring.hpp"
@@ -86,6 +91,22 @@ std::optional<std::string> input_problem(std::string const& file, bool /*pipes*/
 }
 
 std::optional<std::string> log_problem(std::string const& /*file*/) { return std::nullopt; }
+
+std::vector<std::string> utf8_arguments(int argc, char** argv) {
+  int count = 0;
+  LPWSTR* const wide = CommandLineToArgvW(GetCommandLineW(), &count);
+  if (wide == nullptr) {
+    return {argv, argv + argc};
+  }
+  std::vector<std::string> arguments;
+  arguments.reserve(static_cast<std::size_t>(count));
+  for (int i = 0; i < count; ++i) {
+    arguments.push_back(install::cpputil::ustring_to_utf8(
+        install::cpputil::ustring(wide[i], wide[i] + std::wcslen(wide[i]))));
+  }
+  LocalFree(static_cast<HLOCAL>(wide));
+  return arguments;
+}
 
 bool standard_output_is_terminal() {
   DWORD mode = 0;
