@@ -145,9 +145,11 @@ if [ -z "$windows" ]; then # users, pipes from <(...) and FIFOs are POSIX's
   cp in locked && chmod 000 locked
   own_tool=$tool
   if [ "$(id -u)" -eq 0 ]; then
-    # nobody may not enter the build tree (a home folder is private): a copy of the tool and its
-    # library in the scratch folder, which nobody can read, stands in for it.
-    mkdir nobody && cp "$tool" "$(ldd "$tool" | awk '$1 ~ /^libinstall_cpputil/ {print $3}')" nobody/
+    # nobody may not enter the build tree (a home folder is private): a copy of the tool and the
+    # libraries it finds outside the system's folders (ours, and a libc++ build's Boost) in the
+    # scratch folder, which nobody can read, stands in for it.
+    mkdir nobody && cp "$tool" nobody/
+    ldd "$tool" | awk '$3 ~ /^\// && $3 !~ /^\/(usr\/)?lib/ {print $3}' | xargs -r cp -t nobody/
     tool=$work/nobody/${tool##*/}
     run=(setpriv --reuid=nobody --regid=nogroup --clear-groups env LD_LIBRARY_PATH="$work/nobody")
   fi
