@@ -332,7 +332,16 @@ void append_message(ustring const& message) {
   }
 }
 
-void append_message(std::string const& message) { append_message(utf8_to_ustring(message)); }
+// The bytes that a round trip through UTF-16 would give, without the round trip: the log's hot
+// path. Only the trace needs the UTF-16 text.
+void append_message(std::string const& message) {
+  CPPUTIL_TRACE(channel, trace::detail) << " msg=" << utf8_to_ustring(message);
+  if (!message.empty()) {
+    std::string record = message;
+    utf::make_well_formed_utf8(record);
+    write_record(std::move(record));
+  }
+}
 
 void append_file(ustring const& file) {
   if (!has_destination()) {

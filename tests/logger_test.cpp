@@ -138,7 +138,7 @@ TEST_F(LoggerTest, DestinationsAndRecordsThroughALifecycle) {
       Logger const second(u"x/y/b.log");  // folders made on the way
       EXPECT_EQ(plain(logger::get_destination().string()), "x/y/b.log");
     }
-    logger::append_message(std::string("to default"));
+    logger::append_message(std::string("to default \xFF"));
   }
   // A path holding a NUL names no folder; without a destination the notice goes nowhere.
   EXPECT_EQ(refused(std::string("n.log\0/../b.log", 15)),
@@ -150,7 +150,7 @@ TEST_F(LoggerTest, DestinationsAndRecordsThroughALifecycle) {
             "(T) Unable to create specified folder for installation log blocker/sub\n"
             "(T) Unable to create specified file for installation log \n"
             "(T) Reset destination file log a.log to x/y/b.log\n");
-  EXPECT_EQ(log_of(default_log_), "(T) to default\n");
+  EXPECT_EQ(log_of(default_log_), "(T) to default \xEF\xBF\xBD\n");
   EXPECT_EQ(
       traces(),
       "4 set destinationa.log\n4  destination_file.string()=a.log\n"
@@ -164,7 +164,8 @@ TEST_F(LoggerTest, DestinationsAndRecordsThroughALifecycle) {
       "4  msg=Reset destination file log a.log to x/y/b.log\n8 flush destination\n"
       "4  last_destination_file.string()=a.log\n8 unset destination\n4  destination_file."
       "string()=x/y/b.log\n8 flush destination\n4  last_destination_file.string()=x/y/b.log"
-      "\n8 unset destination\n4  msg=to default\n4 no destination, keep last \"x/y/b.log\"\n"
+      "\n8 unset destination\n4  msg=to default \xEF\xBF\xBD\n4 no destination, keep last "
+      "\"x/y/b.log\"\n"
       "4 set destinationn.log\0/../b.log\n"
       "4 set destination:Install Logger: Cannot create directory \"n.log\0/..\"\n"s);
 
