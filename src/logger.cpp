@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <chrono>
 #include <cstdint>
+#include <cstring>
 #include <memory>
 #include <mutex>
 #include <stdexcept>
@@ -72,6 +73,9 @@ Path default_log_file() {
   text += u".log";
   return Path(text);
 }
+
+// "(Nov 25, 2026 06:40:46) " and the line feed, with room to spare.
+constexpr std::size_t kStampRoom = 32;
 
 // Turns the UTF-8 message into its record in place, so that a large one is not copied. The
 // prefix converts apart to the same bytes as with the message: it ends in a blank, which no
@@ -144,6 +148,11 @@ struct LogEnd {
   std::int64_t size = -1;
 } last_end;
 
+// As ==, by memcmp: std::u16string compares unit by unit, and this runs on every record.
+bool same_text(ustring const& a, ustring const& b) noexcept {
+  return a.size() == b.size() && std::memcmp(a.data(), b.data(), a.size() * sizeof(char16_t)) == 0;
+}
+
 // One record appended to an open log in one piece or several. It starts on a line of its own,
 // as a writer killed in the middle of a record may have left a fragment; and a piece that fails
 // takes the record back, so that the record is in the file whole or not at all.
@@ -151,7 +160,7 @@ class Record {
  public:
   Record(platform::File& file, ustring const& path)
       : file_(file), path_(path), start_(file.append_end()) {
-    if (start_ > 0 && (start_ != last_end.size || path != last_end.path)) {
+    if (start_ > 0 && (start_ != last_end.size || !same_text(path, last_end.path))) {
       int const last = platform::File::open_read(path).byte_at(start_ - 1);
       if (last >= 0 && last != '\n') {
         add("\n");
@@ -179,7 +188,7 @@ class Record {
   /// Notes where the whole record left the log.
   void end() {
     last_end.size = ok_ && start_ >= 0 ? start_ + written_ : -1;
-    if (last_end.path != path_) {
+    if (!same_text(last_end.path, path_)) {
       last_end.path = path_;
     }
   }
@@ -337,7 +346,9 @@ void append_message(ustring const& message) {
 void append_message(std::string const& message) {
   CPPUTIL_TRACE(channel, trace::detail) << " msg=" << utf8_to_ustring(message);
   if (!message.empty()) {
-    std::string record = message;
+    std::string record;
+    record.reserve(kStampRoom + message.size());  // the stamp then goes in without a move
+    record = message;
     utf::make_well_formed_utf8(record);
     write_record(std::move(record));
   }

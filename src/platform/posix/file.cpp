@@ -6,7 +6,6 @@
 #include <fcntl.h>
 #include <pthread.h>
 #include <sys/file.h>
-#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -56,14 +55,6 @@ sigset_t block_size_signal() noexcept {
   return saved;
 }
 
-// Without a file-size limit no write raises SIGXFSZ, and the mask's two system calls, a large
-// part of a record's cost, are spared. A limit set by another thread during the write itself is
-// the one case left open.
-bool size_limited() noexcept {
-  rlimit limit{};
-  return ::getrlimit(RLIMIT_FSIZE, &limit) != 0 || limit.rlim_cur != RLIM_INFINITY;
-}
-
 // A write past the file-size limit raises SIGXFSZ on the writing thread, which by default ends
 // the process: the library's own write must never stop its caller that way. The signal is
 // blocked for the write, and one that the write raised is taken off before the caller's mask
@@ -71,13 +62,9 @@ bool size_limited() noexcept {
 class SizeSignalHeld {
  public:
   SizeSignalHeld() noexcept
-      : limited_(size_limited()),
-        saved_(limited_ ? block_size_signal() : sigset_t{}),
-        callers_(limited_ && sigismember(&saved_, SIGXFSZ) == 1 && size_signal_pending()) {}
+      : saved_(block_size_signal()),
+        callers_(sigismember(&saved_, SIGXFSZ) == 1 && size_signal_pending()) {}
   ~SizeSignalHeld() {
-    if (!limited_) {
-      return;
-    }
     if (raised_ && !callers_ && size_signal_pending()) {
       sigset_t const signal = size_signal();
       int taken = 0;
@@ -94,7 +81,6 @@ class SizeSignalHeld {
   void failed(int error) noexcept { raised_ = raised_ || error == EFBIG; }
 
  private:
-  bool const limited_;
   sigset_t const saved_;
   bool const callers_;
   bool raised_ = false;
