@@ -149,19 +149,6 @@ int logger_create(Char const* destination, install_cpputil_logger** logger) {
 }
 
 template <typename Char>
-int destination(lib::Path const& (*which)(), Char* buffer, std::size_t capacity,
-                std::size_t* needed) {
-  return guard([&] {
-    lib::Path const path = which();  // a copy: the library's own may change after this
-    if constexpr (std::is_same_v<Char, char>) {
-      copy_out(path.string(), buffer, capacity, needed);
-    } else {
-      copy_out(path.text(), buffer, capacity, needed);
-    }
-  });
-}
-
-template <typename Char>
 int parse(Char const* path, install_cpputil_map** map) {
   return guard([&] {
     auto& made = out(map, "map");
@@ -207,6 +194,13 @@ void copy_text(ustring const& text, Char* buffer, std::size_t capacity, std::siz
   } else {
     copy_out(text, buffer, capacity, needed);
   }
+}
+
+template <typename Char>
+int destination(lib::Path const& (*which)(), Char* buffer, std::size_t capacity,
+                std::size_t* needed) {
+  // A copy: the library's own may change after this.
+  return guard([&] { copy_text(lib::Path(which()).text(), buffer, capacity, needed); });
 }
 
 ustring const& item_at(install_cpputil_map const* map, std::size_t index, std::size_t item) {
@@ -292,7 +286,10 @@ extern "C" {
 
 char const* install_cpputil_version(void) noexcept { return INSTALL_CPPUTIL_VERSION_STRING; }
 char const* install_cpputil_last_error(void) noexcept { return error_text.c_str(); }
-char16_t const* install_cpputil_last_error_u16(void) noexcept { return error_text_u16.c_str(); }
+char16_t const* install_cpputil_last_error_u16(void) noexcept {
+  // Empty beside a UTF-8 text only when fail() had no memory to convert it.
+  return error_text_u16.empty() && !error_text.empty() ? u"std::bad_alloc" : error_text_u16.c_str();
+}
 void install_cpputil_free(void* memory) noexcept {
   std::free(memory);  // NOLINT(cppcoreguidelines-no-malloc): what settings_text allocated
 }

@@ -172,7 +172,7 @@ static void input_file(void) {
       "item out of range");
   row("ListItemOutOfRange", install_cpputil_map_value(map, 2, 2, text, 9, NULL), BAD, NULL);
   text[0] = 'x';
-  row("BufferTooSmall", install_cpputil_map_value(map, 0, 0, text, 3, &needed), SMALL,
+  row("BufferTooSmall", install_cpputil_map_value(map, 0, 0, text, 7, &needed), SMALL,
       "buffer too small");
   same("NeededAndEmptied", needed == 8 && text[0] == 0);
   row("SizeQuery", install_cpputil_map_value_u16(map, 0, 0, NULL, 0, &needed), SMALL, NULL);
@@ -240,7 +240,6 @@ static void queries(void) {
   row("SetChannelMask", install_cpputil_set_channel_mask("c::api", 12), OK, "");
   row("ChannelMask", install_cpputil_channel_mask("c::api", &mask), OK, "");
   same("Mask", mask == 12);
-  same("Version", strcmp(install_cpputil_version(), INSTALL_CPPUTIL_VERSION_STRING) == 0);
 }
 
 static void interrupt(void) {
