@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <chrono>
 #include <cstdint>
-#include <cstring>
 #include <memory>
 #include <mutex>
 #include <stdexcept>
@@ -94,22 +93,22 @@ CPPUTIL_ATTRIBUTE_COLD void trace_lost(std::string_view record) {
 // by destination_mutex.
 ustring unlocked_log;
 
-// True unless the lock is still busy after `wait`; a file system without locks still gets the
-// record, ordered within the process.
-bool lock_in_time(platform::File& file, std::chrono::steady_clock::duration wait) {
-  if (file.try_lock() != platform::File::Lock::busy) {
-    return true;
+// Busy only when the lock still is after `wait`.
+platform::File::Lock lock_in_time(platform::File& file, std::chrono::steady_clock::duration wait) {
+  platform::File::Lock lock = file.try_lock();
+  if (lock != platform::File::Lock::busy) {
+    return lock;
   }
   auto const deadline = std::chrono::steady_clock::now() + wait;
   std::chrono::microseconds pause(50);
-  while (file.try_lock() == platform::File::Lock::busy) {
+  while ((lock = file.try_lock()) == platform::File::Lock::busy) {
     if (std::chrono::steady_clock::now() >= deadline) {
-      return false;
+      return lock;
     }
     std::this_thread::sleep_for(pause);
     pause = std::min<std::chrono::microseconds>(pause * 2, kLongestLockPause);
   }
-  return true;
+  return lock;
 }
 
 // The destination, or the default log while none is set, which `fallback` then holds. Call it
@@ -122,22 +121,30 @@ Path const& log_in_force(Path& fallback) {
   return destination_file;
 }
 
+struct OpenLog {
+  platform::File file;
+  bool locked = false;  // false too where the file system has no locks: writers may race
+};
+
 // Opens and locks the log in force for one record. Call it under destination_mutex: with the
-// file's lock, it orders the records of every thread and process.
-platform::File open_log(Path const& log) {
+// file's lock, it orders the records of every thread and process. A file system without locks
+// still gets the record, ordered within the process.
+OpenLog open_log(Path const& log) {
   // Refuse whatever another user may have planted in the shared temporary folder.
-  platform::File file = platform::File::open_append(
-      log.text(), destination_file.empty() ? platform::File::Accept::own_regular_file
-                                           : platform::File::Accept::any);
-  if (file.is_open()) {
-    bool const had = lock_in_time(
-        file, log.text() == unlocked_log ? std::chrono::steady_clock::duration() : kLockWait);
+  auto const accept = destination_file.empty() ? platform::File::Accept::own_regular_file
+                                               : platform::File::Accept::any;
+  OpenLog open{platform::File::open_append(log.text(), accept)};
+  if (open.file.is_open()) {
+    platform::File::Lock const lock = lock_in_time(
+        open.file, log.text() == unlocked_log ? std::chrono::steady_clock::duration() : kLockWait);
+    open.locked = lock == platform::File::Lock::taken;
+    bool const had = lock != platform::File::Lock::busy;
     unlocked_log = had ? ustring() : log.text();
     if (!had) {
       CPPUTIL_TRACE(channel, trace::event) << kUnlocked << traced(log.text());
     }
   }
-  return file;
+  return open;
 }
 
 // Where this process's last record left a log: while the log is still that long, it ends in
@@ -148,19 +155,15 @@ struct LogEnd {
   std::int64_t size = -1;
 } last_end;
 
-// As ==, by memcmp: std::u16string compares unit by unit, and this runs on every record.
-bool same_text(ustring const& a, ustring const& b) noexcept {
-  return a.size() == b.size() && std::memcmp(a.data(), b.data(), a.size() * sizeof(char16_t)) == 0;
-}
-
 // One record appended to an open log in one piece or several. It starts on a line of its own,
-// as a writer killed in the middle of a record may have left a fragment; and a piece that fails
-// takes the record back, so that the record is in the file whole or not at all.
+// as a writer killed in the middle of a record may have left a fragment; and a piece that fails,
+// or an exception before its end, takes the record back, so that the record is in the file whole
+// or not at all.
 class Record {
  public:
-  Record(platform::File& file, ustring const& path)
-      : file_(file), path_(path), start_(file.append_end()) {
-    if (start_ > 0 && (start_ != last_end.size || !same_text(path, last_end.path))) {
+  Record(OpenLog& log, ustring const& path)
+      : file_(log.file), locked_(log.locked), path_(path), start_(file_.append_end()) {
+    if (start_ > 0 && (start_ != last_end.size || path != last_end.path)) {
       int const last = platform::File::open_read(path).byte_at(start_ - 1);
       if (last >= 0 && last != '\n') {
         add("\n");
@@ -178,27 +181,41 @@ class Record {
     written_ += static_cast<std::int64_t>(sent);
     if (sent != piece.size()) {
       ok_ = false;
-      // Only when nothing else followed: without the lock, another writer may have appended.
-      if (written_ > 0 && file_.append_end() == start_ + written_) {
-        file_.truncate(start_);
-      }
+      take_back();
     }
   }
 
   /// Notes where the whole record left the log.
   void end() {
+    ended_ = true;
     last_end.size = ok_ && start_ >= 0 ? start_ + written_ : -1;
-    if (!same_text(last_end.path, path_)) {
-      last_end.path = path_;
+    last_end.path = path_;
+  }
+
+  ~Record() {
+    if (!ended_) {
+      take_back();
     }
   }
 
+  Record(Record const&) = delete;
+  Record& operator=(Record const&) = delete;
+
  private:
+  // Only under the lock: without it, what follows our part may be another writer's whole record.
+  void take_back() noexcept {
+    if (locked_ && written_ > 0 && file_.append_end() == start_ + written_) {
+      file_.truncate(start_);
+    }
+  }
+
   platform::File& file_;
+  bool const locked_;
   ustring const& path_;
   std::int64_t const start_;  // where a regular file ended; -1 for a pipe or device
   std::int64_t written_ = 0;
   bool ok_ = file_.is_open();
+  bool ended_ = false;
 };
 
 // Writes one well-formed UTF-8 message as a record, stamped under the locks, so that records
@@ -207,9 +224,9 @@ void write_record(std::string u8message) {
   std::lock_guard<std::mutex> const lock(destination_mutex);
   Path fallback;
   Path const& log = log_in_force(fallback);
-  platform::File file = open_log(log);
+  OpenLog open = open_log(log);
   stamp_record(u8message);
-  Record record(file, log.text());
+  Record record(open, log.text());
   record.add(u8message);
   record.end();
   if (!record.ok()) {
@@ -324,7 +341,15 @@ Logger::Logger(ustring const& destination) : Logger(Path(destination)) {}
 
 Logger::Logger(std::string const& destination) : Logger(utf8_to_ustring(destination)) {}
 
-Logger::~Logger() { unset_destination(); }
+Logger::~Logger() {
+  try {
+    unset_destination();
+  } catch (...) {
+    // No memory for the traces or the copy: the scope still ends, and the process goes on.
+    std::lock_guard<std::mutex> const lock(destination_mutex);
+    destination_file = Path();
+  }
+}
 
 Path const& get_destination() {
   // Empty on purpose: taking the lock waits for a Logger of another thread that is assigning
@@ -388,13 +413,13 @@ void append_file(ustring const& file) {
   std::lock_guard<std::mutex> const lock(destination_mutex);
   Path fallback;
   Path const& log = log_in_force(fallback);
-  platform::File output = open_log(log);
+  OpenLog open = open_log(log);
   std::int64_t const size = input.size();
-  Record record(output, log.text());
+  Record record(open, log.text());
   record.add(time_stamp_prefix() + head);
   copy_pieces(input, size, record);
   record.add(tail + "\n");
-  record.end();
+  record.end();  // a drop is traced at detail severity only, which takes the other path
 }
 
 void append_file(std::string const& file) { append_file(utf8_to_ustring(file)); }

@@ -335,6 +335,15 @@ TEST_F(LoggerTest, ARecordIsWholeOrDroppedAndTraced) {
     {"lock held past the wait by another open of the log", "held.log",
      [](auto const& log) { ::flock(::open(log.c_str(), O_RDONLY | O_CLOEXEC), LOCK_EX); },
      all_kept + "unlocked held.log|unlocked held.log|unlocked held.log"},
+    {"lock held past the wait, and a file-size limit: the part written is not taken back",
+     "held-limited.log",
+     [](auto const& log) {
+       ::flock(::open(log.c_str(), O_RDONLY | O_CLOEXEC), LOCK_EX);
+       rlimit const limit{4096, RLIM_INFINITY};
+       ::setrlimit(RLIMIT_FSIZE, &limit);
+     },
+     "small|xxxxxxxxxxxx / unlocked held-limited.log|unlocked held-limited.log|xxxxxxxxxxxx|"
+     "unlocked held-limited.log|after"},
     {"USER with separators, for a user without an entry", "",
      [](std::string& log) {
        testing::set_env("USER", "../up/x");
