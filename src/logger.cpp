@@ -200,6 +200,8 @@ class Record {
 
   Record(Record const&) = delete;
   Record& operator=(Record const&) = delete;
+  Record(Record&&) = delete;
+  Record& operator=(Record&&) = delete;
 
  private:
   // Only under the lock: without it, what follows our part may be another writer's whole record.
