@@ -86,6 +86,9 @@ static void nulls(void) {
   row("Table", install_cpputil_validate_args(NULL, 1, NULL, 0), BAD, "arguments is null");
   row("TableEntry", install_cpputil_validate_args(gap, 1, gap, 0), BAD, "arguments[1] is null");
   row("TableU16", install_cpputil_validate_args_u16(NULL, 0, NULL, 2), BAD, "rules is null");
+  row("ArgumentsU16", install_cpputil_validate_args_u16(NULL, 1, NULL, 0), BAD,
+      "arguments is null");
+  row("ValueU16", install_cpputil_validate_arg_u16(u"k", none16, u"strval"), BAD, "value is null");
   row("TableTooLong", install_cpputil_validate_args(gap, SIZE_MAX, gap, 0), BAD,
       "arguments count out of range");
   same("NullMapSize", install_cpputil_map_size(NULL) == 0);
@@ -154,6 +157,7 @@ static void input_file(void) {
   row("Find", install_cpputil_map_find(map, "port", &index[0]), OK, "");
   row("FindU16", install_cpputil_map_find_u16(map, u"product", &index[1]), OK, "");
   row("FindMissing", install_cpputil_map_find(map, "Port", &index[0]), NOT_FOUND, "no such key");
+  row("FindNull", install_cpputil_map_find(map, NULL, &index[0]), BAD, "key is null");
   row("EntryText", install_cpputil_map_entry(map, 0, &is_list[0], &count[0]), OK, "");
   row("EntryList", install_cpputil_map_entry(map, 2, &is_list[1], &count[1]), OK, "");
   same("Entries", install_cpputil_map_size(map) == 3 && index[0] == 1 && index[1] == 2 &&

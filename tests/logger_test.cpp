@@ -262,6 +262,10 @@ TEST_F(LoggerTest, AppendFileFramesTheWholeFileOrRefusesBeforeWriting) {
   logger::append_file(std::string("framed.log"));  // into itself: as it was before the record
   EXPECT_EQ(log_of("framed.log"),
             once + "(T) Content of the file framed.log\n" + once + "End of the file framed.log\n");
+  write_file("one", "x");  // a piece of one byte
+  fs::resize_file("framed.log", 0);
+  logger::append_file(std::string("one"));
+  EXPECT_EQ(log_of("framed.log"), "(T) Content of the file one\nx\nEnd of the file one\n");
 #if defined(__linux__)
   // With memory bounded whatever the size: a sparse file larger than the address space left
   // (but where a sanitizer's shadow memory takes terabytes of it); then taken back whole when a
